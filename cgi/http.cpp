@@ -1,0 +1,496 @@
+#include "cgi/http.h"
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "device/device.h"
+#include "render/aux.h"
+
+RequestState g_request;
+
+namespace {
+
+FILE* g_in = nullptr;
+
+FILE* input() { return g_in ? g_in : stdin; }
+
+// A urlencoded body larger than this is treated like a failed allocation: the
+// device could never hold it.
+constexpr long BODY_LIMIT = 16L * 1024 * 1024;
+
+bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
+bool is_alpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
+bool is_alnum(char c) { return is_alpha(c) || (c >= '0' && c <= '9'); }
+
+int hex_value(char c)
+{
+    if (c >= '0' && c <= '9')
+        return c - '0';
+    if (c >= 'a' && c <= 'f')
+        return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F')
+        return c - 'A' + 10;
+    return -1;
+}
+
+// atoi without its undefined overflow: out-of-range numbers are clamped.
+int32_t to_int(const char* text)
+{
+    long v = strtol(text, nullptr, 10);
+    if (v > INT32_MAX)
+        return INT32_MAX;
+    if (v < INT32_MIN)
+        return INT32_MIN;
+    return int32_t(v);
+}
+
+void set_lang(const char* value, size_t keep)
+{
+    memset(g_request.lang, 0, sizeof g_request.lang);
+    size_t len = strnlen(value, keep);
+    memcpy(g_request.lang, value, len);
+}
+
+// Splits text at '&' in the manner of strtok and stores every piece.
+void add_pieces(char* text)
+{
+    char* save = nullptr;
+    for (char* piece = strtok_r(text, "&", &save); piece; piece = strtok_r(nullptr, "&", &save))
+        http_add_pair(piece);
+}
+
+// Reads at most length bytes of the body, however they arrive; returns a
+// terminated text, or none when memory runs out.
+char* read_body(long length)
+{
+    size_t cap = size_t(length < 65536 ? length : 65536);
+    char* body = static_cast<char*>(malloc(cap + 1));
+    if (!body)
+        return nullptr;
+    size_t got = 0;
+    while (got < size_t(length)) {
+        if (got == cap) {
+            size_t grown = cap * 2 < size_t(length) ? cap * 2 : size_t(length);
+            char* more = static_cast<char*>(realloc(body, grown + 1));
+            if (!more) {
+                free(body);
+                return nullptr;
+            }
+            body = more;
+            cap = grown;
+        }
+        size_t n = fread(body + got, 1, cap - got, input());
+        if (n == 0)
+            break;
+        got += n;
+    }
+    body[got] = '\0';
+    return body;
+}
+
+// The text from p up to the next double quote (or the end), as a string.
+std::string quoted_field(const char* p)
+{
+    const char* end = strchr(p, '"');
+    return end ? std::string(p, end) : std::string(p);
+}
+
+// p advanced by n characters, never past the terminator.
+const char* skip_chars(const char* p, size_t n)
+{
+    while (n-- > 0 && *p)
+        ++p;
+    return p;
+}
+
+bool read_line(char* buf, int size)
+{
+    if (!fgets(buf, size, input())) {
+        buf[0] = '\0';
+        return false;
+    }
+    return true;
+}
+
+void skip_lines(int count)
+{
+    char line[1023];
+    while (count-- > 0)
+        read_line(line, sizeof line);
+}
+
+// An uploaded file name is used as a name inside the upload folder only.
+bool safe_upload_name(const std::string& name)
+{
+    return name.find('/') == std::string::npos && name != "." && name != "..";
+}
+
+// Streams one upload into f until the ring holds the boundary, or until the
+// input ends (then the file holds what the stream carried).
+void copy_upload(FILE* f, const char* boundary)
+{
+    RingBuffer ring{};
+    int32_t size = int32_t(strlen(boundary));
+    int32_t filled = 0;
+    if (ring_init(&ring, size, input(), &filled) != 0)
+        return;
+    if (filled < size) {
+        fwrite(ring.bytes, 1, size_t(filled), f);
+        ring_free(&ring);
+        return;
+    }
+    bool ended = false;
+    while (ring_compare(&ring, boundary) != 0) {
+        if (ended) {
+            // The newest byte is stale; the others are the last bytes sent.
+            for (int32_t i = 0; i + 1 < size; ++i)
+                putc(ring.bytes[(ring.position + i) % size], f);
+            break;
+        }
+        putc(ring_get(&ring), f);
+        int c = getc(input());
+        if (c == EOF) {
+            ended = true;
+            ring.position = (ring.position + 1) % size;
+        } else {
+            ring_put(&ring, static_cast<unsigned char>(c));
+        }
+    }
+    ring_free(&ring);
+}
+
+}  // namespace
+
+void http_set_input(FILE* in) { g_in = in; }
+
+char* http_strdup(const char* text)
+{
+    if (!text) {
+        aux_error("in file http line 105", EINVAL);
+        return nullptr;
+    }
+    char* copy = strdup(text);
+    if (!copy)
+        aux_error("in file http line 113", errno);
+    return copy;
+}
+
+HListNode* http_node_new(const char* name, const char* value)
+{
+    if (!name || !value) {
+        aux_error("in file http line 55", EINVAL);
+        return nullptr;
+    }
+    HListNode* node = static_cast<HListNode*>(malloc(sizeof(HListNode)));
+    if (!node) {
+        aux_error("in file http line 61", errno);
+        return nullptr;
+    }
+    node->name = strdup(name);
+    node->value = strdup(value);
+    node->next = nullptr;
+    if (!node->name || !node->value) {
+        aux_error("in file http line 69", errno);
+        http_node_free(node);
+        return nullptr;
+    }
+    return node;
+}
+
+void http_node_free(HListNode* node)
+{
+    if (!node)
+        return;
+    free(node->name);
+    free(node->value);
+    free(node);
+}
+
+char* http_decode(char* text)
+{
+    const char* in = text;
+    while (is_space(*in))
+        ++in;
+    char* out = text;
+    while (*in) {
+        int hi, lo;
+        if (*in == '+') {
+            *out++ = ' ';
+            ++in;
+        } else if (*in == '%' && (hi = hex_value(in[1])) >= 0 && (lo = hex_value(in[2])) >= 0) {
+            *out++ = char(hi * 16 + lo);
+            in += 3;
+        } else {
+            *out++ = *in++;
+        }
+    }
+    while (out > text && is_space(out[-1]))
+        --out;
+    *out = '\0';
+    return text;
+}
+
+void http_add_pair(const char* piece)
+{
+    if (!piece)
+        return;
+    char* copy = http_strdup(piece);
+    if (!copy)
+        return;
+    http_decode(copy);
+    char* p = copy;
+    if (is_alpha(*p) || *p == '_') {
+        ++p;
+        while (is_alnum(*p) || *p == '_')
+            ++p;
+        if (*p == '=') {
+            *p = '\0';
+            const char* name = copy;
+            const char* value = p + 1;
+            if (strcmp(name, "lang") == 0) {
+                set_lang(value, 6);
+            } else if (strcmp(name, "item") == 0) {
+                g_request.item = to_int(value);
+            } else if (strcmp(name, "act") == 0) {
+                g_request.act = to_int(value);
+            } else if (HListNode* node = http_node_new(name, value)) {
+                node->next = g_request.variables;
+                g_request.variables = node;
+            }
+        }
+    }
+    free(copy);
+}
+
+const char* http_lookup(const char* name, int which)
+{
+    HListNode* node = which == 1 ? g_request.variables : which == 2 ? g_request.files : nullptr;
+    if (!node || !name)
+        return nullptr;
+    size_t len = strlen(name);
+    for (; node->next; node = node->next) {
+        if (strncmp(name, node->name, len) == 0)
+            return node->value;
+    }
+    return node->value;
+}
+
+const char* http_var(const char* name) { return http_lookup(name, 1); }
+const char* http_file(const char* name) { return http_lookup(name, 2); }
+
+const char* http_lang()
+{
+    const char* lang = g_request.lang;
+    if (lang[0] == '\0' || lang[0] == '.' || strchr(lang, '/'))
+        return HTTP_DEFAULT_LANG;
+    return lang;
+}
+
+int http_item() { return g_request.item; }
+int http_act() { return g_request.act; }
+
+int http_free()
+{
+    for (HListNode** list : {&g_request.variables, &g_request.files}) {
+        while (HListNode* node = *list) {
+            *list = node->next;
+            http_node_free(node);
+        }
+    }
+    memset(g_request.lang, 0, sizeof g_request.lang);
+    g_request.item = 0;
+    g_request.act = 0;
+    return 0;
+}
+
+int http_parse(int argc, char** argv)
+{
+    g_request.variables = nullptr;
+    g_request.files = nullptr;
+    memset(g_request.lang, 0, sizeof g_request.lang);
+    g_request.item = 0;
+    g_request.act = 0;
+    HListNode* sentinel = http_node_new("", "");
+    if (!sentinel)
+        return -1;
+    g_request.variables = sentinel;
+    const char* type = getenv("CONTENT_TYPE");
+    if (type && strncmp(type, "multipart/form-data", 19) == 0)
+        http_parse_multipart(argc, argv);
+    else
+        http_parse_urlencoded(argc, argv);
+    return 0;
+}
+
+void http_parse_urlencoded(int argc, char** argv)
+{
+    if (const char* query = getenv("QUERY_STRING")) {
+        if (char* copy = http_strdup(query)) {
+            add_pieces(copy);
+            free(copy);
+        }
+    }
+    const char* method = getenv("REQUEST_METHOD");
+    if (method && strncmp(method, "POST", 4) == 0) {
+        const char* length_text = getenv("CONTENT_LENGTH");
+        long length = length_text ? strtol(length_text, nullptr, 10) : 0;
+        if (length < 0)
+            length = 0;
+        char* body = length > BODY_LIMIT ? nullptr : read_body(length);
+        if (!body) {
+            aux_error("in file http line 258", length > BODY_LIMIT ? ENOMEM : errno);
+            return;
+        }
+        add_pieces(body);
+        free(body);
+    }
+    for (int i = 1; i < argc; ++i)
+        http_add_pair(argv[i]);
+}
+
+int http_parse_multipart(int, char**)
+{
+    char first[99];
+    if (!read_line(first, sizeof first))
+        aux_error("in file http line 297", EMSGSIZE);
+    else if (strlen(first) == sizeof first - 1 && first[sizeof first - 2] != '\n')
+        aux_error("in file http line 301", EMSGSIZE);
+    size_t first_len = strlen(first);
+    first[first_len >= 2 ? first_len - 2 : 0] = '\0';
+    const char* boundary = first;
+
+    bool have_lang = false, have_item = false, have_act = false;
+    char line[1023];
+    for (;;) {
+        if (!read_line(line, sizeof line) || line[0] == '\0')
+            return 0;
+        if (strlen(line) == sizeof line - 1 && line[sizeof line - 2] != '\n')
+            aux_error("in file http line 309", EMSGSIZE);
+
+        if (const char* fn = strstr(line, "filename=")) {
+            std::string file_name = quoted_field(skip_chars(fn, 10));
+            const char* nm = strstr(line, "name=");
+            if (!nm) {
+                aux_error("in file http line 323", EINVAL);
+                return -1;
+            }
+            std::string field = quoted_field(skip_chars(nm, 6));
+            if (file_name.empty()) {
+                skip_lines(2);
+            } else {
+                HListNode* node = http_node_new(field.c_str(), file_name.c_str());
+                if (!node) {
+                    aux_error("in file http line 332", ENOMEM);
+                    return -1;
+                }
+                FILE* f = nullptr;
+                int err = EACCES;
+                if (safe_upload_name(file_name)) {
+                    f = dev_fopen(("/tmp/upload/" + file_name).c_str(), "w");
+                    err = errno;
+                }
+                if (!f) {
+                    http_node_free(node);
+                    aux_error("in file http line 339", err);
+                    return -1;
+                }
+                node->next = g_request.files;
+                g_request.files = node;
+                skip_lines(2);
+                copy_upload(f, boundary);
+                fclose(f);
+            }
+        } else {
+            const char* nm = strstr(line, "name=");
+            if (!nm) {
+                aux_error("in file http line 369", EINVAL);
+                return -1;
+            }
+            std::string field = quoted_field(skip_chars(nm, 6));
+            skip_lines(1);
+            char value[1023];
+            read_line(value, sizeof value);
+            size_t len = strlen(value);
+            value[len >= 2 ? len - 2 : 0] = '\0';
+            if (field == "lang" && !have_lang) {
+                have_lang = true;
+                set_lang(value, 7);
+            } else if (field == "item" && !have_item) {
+                have_item = true;
+                g_request.item = to_int(value);
+            } else if (field == "act" && !have_act) {
+                have_act = true;
+                g_request.act = to_int(value);
+            } else if (HListNode* node = http_node_new(field.c_str(), value)) {
+                node->next = g_request.variables;
+                g_request.variables = node;
+            } else {
+                aux_error("in file http line 399", ENOMEM);
+            }
+        }
+        skip_lines(1);
+    }
+}
+
+int http_move_upload(const char* name, const char* dir, const char* target)
+{
+    std::string command;
+    try {
+        command = "/usr/bin/sudo /bin/mv -f /tmp/upload/" + sh_quote(name) + " " + (dir ? dir : "") +
+                  sh_quote(target) + " > /dev/null";
+    } catch (const std::bad_alloc&) {
+        aux_error("in file http line 467", ENOMEM);
+        return -1;
+    }
+    dev_system(command.c_str());
+    return 0;
+}
+
+int ring_init(RingBuffer* ring, int32_t size, FILE* in, int32_t* filled)
+{
+    ring->size = size < 0 ? 0 : size;
+    ring->position = 0;
+    ring->bytes = static_cast<unsigned char*>(calloc(size_t(ring->size) + 1, 1));
+    if (!ring->bytes)
+        return -1;
+    size_t n = ring->size > 0 ? fread(ring->bytes, 1, size_t(ring->size), in) : 0;
+    if (filled)
+        *filled = int32_t(n);
+    return 0;
+}
+
+void ring_put(RingBuffer* ring, unsigned char byte)
+{
+    ring->bytes[ring->position] = byte;
+    ring->position = (ring->position + 1) % ring->size;
+}
+
+unsigned char ring_get(const RingBuffer* ring) { return ring->bytes[ring->position]; }
+
+int ring_compare(const RingBuffer* ring, const char* text)
+{
+    int32_t len = int32_t(strlen(text));
+    if (ring->size < len)
+        return -1;
+    if (ring->size > len)
+        return 1;
+    if (len == 0)
+        return 0;
+    for (int32_t i = 0; i + 1 < len; ++i) {
+        if (static_cast<unsigned char>(text[i]) != ring->bytes[(ring->position + i) % len])
+            return 1;
+    }
+    // The last character is held against the byte compared last, not the
+    // ring's newest byte.
+    int32_t last = (ring->position + len - 2 + len) % len;
+    return static_cast<unsigned char>(text[len - 1]) == ring->bytes[last] ? 1 : 0;
+}
+
+void ring_free(RingBuffer* ring)
+{
+    free(ring->bytes);
+    ring->bytes = nullptr;
+}

@@ -1,0 +1,117 @@
+#include "cgi/mainflow.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+#include "cgi/http.h"
+#include "cgi/pagetable.h"
+#include "device/device.h"
+#include "render/aux.h"
+#include "render/tmpl.h"
+
+namespace {
+
+constexpr size_t TEMPLATE_PATH_SIZE = 32;
+constexpr int ITEM_RESTART = 20;
+constexpr int ITEM_NETSTAT = 22;
+constexpr int ITEM_VPNCA = 26;
+constexpr int ITEM_FACDEF = 38;
+
+bool firmware_update_running()
+{
+    FILE* f = dev_fopen("/tmp/firmware.pid", "r");
+    if (!f)
+        return false;
+    fclose(f);
+    return true;
+}
+
+// The template of a page: "<lang>/<name><step>.tmpl". A step that would
+// leave the language folder, or a path too long for the device's 32-byte
+// text, is refused (empty result).
+std::string page_template(int item, const char* step)
+{
+    if (strchr(step, '/'))
+        return std::string();
+    std::string path = std::string(http_lang()) + "/" + page_entry(item).name + step + ".tmpl";
+    return path.size() < TEMPLATE_PATH_SIZE ? path : std::string();
+}
+
+int call(PageHandler handler) { return handler ? handler() : 0; }
+
+int dispatch(int item, int act, long step)
+{
+    if (item < 1 || item >= PAGE_COUNT)
+        return 0;
+    const PageEntry& page = page_entry(item);
+    if (item == ITEM_RESTART && act) {
+        call(page.apply);
+        return call(page_entry(ITEM_NETSTAT).show);
+    }
+    if (item == ITEM_VPNCA)
+        return call(step == 0 && act == 0 ? page.show : page.apply);
+    return call(act ? page.apply : page.show);
+}
+
+}  // namespace
+
+int gwadmin_main(int argc, char** argv)
+{
+    if (dev_init() != 0)
+        return 1;
+    if (const char* root = getenv("DOCUMENT_ROOT"))
+        if (chdir(root) != 0) {
+            // Templates are then looked up from where the server started us.
+        }
+    if (http_parse(argc, argv) < 0)
+        return 1;
+
+    std::string path;
+    int item = -1, act = 0;
+    long step = 0;
+    if (firmware_update_running()) {
+        path = std::string(http_lang()) + "/noconf.tmpl";
+    } else {
+        item = http_item();
+        act = http_act();
+        const char* step_text = http_var("step");
+        step = strtol(step_text, nullptr, 10);
+        if (act)
+            path = "templates/resultpage.tmpl";
+        else
+            path = page_template(item, step_text);
+    }
+
+    int loaded;
+    if (path.empty()) {
+        aux_error("in file tmpl line 25", ENAMETOOLONG);
+        loaded = -1;
+    } else {
+        loaded = tmpl_load(path.c_str());
+    }
+    if (loaded != 0) {
+        http_free();
+        return 1;
+    }
+
+    if (item == ITEM_FACDEF && !act) {
+        tmpl_print();
+        tmpl_free();
+        http_free();
+        return 0;
+    }
+    if (dispatch(item, act, step) == 0)
+        tmpl_print();
+    tmpl_free();
+    http_free();
+
+    if (item == ITEM_RESTART && act) {
+        fflush(stdout);
+        dev_system("/usr/bin/sudo /sbin/reboot");
+    }
+    return 0;
+}

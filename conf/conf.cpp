@@ -1,0 +1,165 @@
+#include "conf/conf.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "device/device.h"
+#include "render/aux.h"
+
+namespace {
+
+constexpr size_t NAME_SIZE = 64;  // keys and paths
+constexpr size_t LINE_SIZE = 256; // lines are read in pieces of 255 characters
+
+// The device path of a configuration file ("/tmp/ulsp//dhcp.config").
+void conf_path(char (&path)[NAME_SIZE], const char* file)
+{
+    snprintf(path, sizeof path, "%s/%s", CONF_DIR, file);
+}
+
+// The key as the store handles it: at most 63 characters.
+void conf_key(char (&key)[NAME_SIZE], const char* wanted)
+{
+    snprintf(key, sizeof key, "%s", wanted);
+}
+
+void copy_cut(char* out, size_t size, const char* text, size_t len)
+{
+    if (len > size - 1)
+        len = size - 1;
+    memcpy(out, text, len);
+    out[len] = '\0';
+}
+
+// Writes the rewritten content back. A sibling file renamed over the old one
+// leaves the file whole at every moment; where the folder does not allow a
+// new file, the file is rewritten in place.
+int write_back(FILE* tmp, const char* full_path)
+{
+    std::string fresh = std::string(full_path) + ".new";
+    FILE* out = fopen(fresh.c_str(), "w");
+    bool in_place = !out;
+    if (in_place)
+        out = fopen(full_path, "w");
+    if (!out)
+        return -1;
+    struct stat st;
+    if (!in_place && stat(full_path, &st) == 0)
+        fchmod(fileno(out), st.st_mode & 07777);
+    rewind(tmp);
+    char line[LINE_SIZE];
+    bool ok = true;
+    while (fgets(line, sizeof line, tmp))
+        ok = fputs(line, out) >= 0 && ok;
+    ok = fclose(out) == 0 && ok;
+    if (in_place)
+        return ok ? 0 : -1;
+    if (!ok || rename(fresh.c_str(), full_path) != 0) {
+        int err = errno;
+        unlink(fresh.c_str());
+        errno = err;
+        return -1;
+    }
+    return 0;
+}
+
+}  // namespace
+
+char* conf_get(const char* wanted, char* out, size_t size, const char* file)
+{
+    if (!out || size == 0)
+        return out;
+    out[0] = '\0';
+    if (!wanted || !file) {
+        aux_error("in file conf line 24", EINVAL);
+        return out;
+    }
+    char key[NAME_SIZE], path[NAME_SIZE];
+    conf_key(key, wanted);
+    conf_path(path, file);
+    FILE* f = dev_fopen(path, "r");
+    if (!f) {
+        aux_error("in file conf line 36", errno);
+        return out;
+    }
+    char line[LINE_SIZE];
+    while (fgets(line, sizeof line, f)) {
+        char* save = nullptr;
+        const char* line_key = strtok_r(line, "=", &save);
+        if (!line_key || strncmp(line_key, key, strlen(line_key)) != 0)
+            continue;
+        const char* value = strtok_r(nullptr, "'", &save);
+        if (value && value[0] != '\n')
+            copy_cut(out, size, value, strlen(value));
+        break;
+    }
+    fclose(f);
+    return out;
+}
+
+std::string conf_value(const char* key, const char* file, size_t max)
+{
+    char value[CONF_VALUE_SIZE];
+    conf_get(key, value, max + 1 < sizeof value ? max + 1 : sizeof value, file);
+    return value;
+}
+
+int conf_add(const char* wanted, const char* value, const char* file)
+{
+    char key[NAME_SIZE], path[NAME_SIZE];
+    conf_key(key, wanted ? wanted : "");
+    conf_path(path, file ? file : "");
+    FILE* f = dev_fopen(path, "a");
+    if (!f) {
+        aux_error("in file conf line 80", errno);
+        return -1;
+    }
+    fprintf(f, "%s='%s'\n", key, value ? value : "");
+    fclose(f);
+    return 0;
+}
+
+int conf_set(const char* wanted, const char* value, const char* file)
+{
+    if (!wanted || !file) {
+        aux_error("in file conf line 96", EINVAL);
+        return -1;
+    }
+    char key[NAME_SIZE], path[NAME_SIZE];
+    conf_key(key, wanted);
+    conf_path(path, file);
+    FILE* tmp = tmpfile();
+    if (!tmp) {
+        aux_error("in file conf line 105", errno);
+        return -1;
+    }
+    std::string full_path = dev_path(path);
+    FILE* in = fopen(full_path.c_str(), "r");
+    if (!in) {
+        aux_error("in file conf line 111", errno);
+        fclose(tmp);
+        return -1;
+    }
+    size_t key_len = strlen(key);
+    char line[LINE_SIZE];
+    while (fgets(line, sizeof line, in)) {
+        bool setting = strlen(line) >= 2 && line[0] != '#';
+        if (setting && strcspn(line, "=") >= key_len && strncmp(line, key, key_len) == 0) {
+            if (value)
+                fprintf(tmp, "%s='%s'\n", key, value);
+        } else {
+            fputs(line, tmp);
+        }
+    }
+    fclose(in);
+    int result = write_back(tmp, full_path.c_str());
+    if (result != 0)
+        aux_error("in file conf line 151", errno);
+    fclose(tmp);
+    return result;
+}
+
+int conf_delete(const char* key, const char* file) { return conf_set(key, nullptr, file); }

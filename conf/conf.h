@@ -1,0 +1,40 @@
+// The configuration store: KEY='value' files in the device folder
+// "/tmp/ulsp/", read and rewritten one key at a time, and the numbered lists
+// kept in them.
+//
+// Reading matches a line whose key is a prefix of the key asked for; writing
+// matches every line whose key begins with the key given. Writing never adds
+// a key and never creates a file.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+constexpr const char* CONF_DIR = "/tmp/ulsp/";
+constexpr size_t CONF_VALUE_SIZE = 256;  // room for any value conf_get can find
+constexpr int CONF_LIST_MAX = 99;        // the count is written with two digits
+
+// The value of key into out (size bytes, cut to fit); empty when not found.
+char* conf_get(const char* key, char* out, size_t size, const char* file);
+int conf_add(const char* key, const char* value, const char* file);
+// value none: every matching line is removed.
+int conf_set(const char* key, const char* value, const char* file);
+int conf_delete(const char* key, const char* file);
+
+// The value of key as a string (at most max characters).
+std::string conf_value(const char* key, const char* file, size_t max = CONF_VALUE_SIZE - 1);
+
+// Renders field of every entry of list as "\n      <option>v</option>" lines
+// and as "v v " text, each value cut to value_max characters. A count of 0
+// leaves both texts as they are and returns 0; otherwise returns the length
+// of the list text.
+int conf_list_options(const char* name, const char* field, std::string& options, std::string& list,
+                      const char* file, size_t value_max = CONF_VALUE_SIZE - 1);
+// Appends one entry per blank-separated word of text (at most CONF_LIST_MAX);
+// returns how many.
+int conf_list_add(const char* name, const char* field, char* text, const char* file);
+void conf_list_clear(const char* name, const char* field, int count, const char* file);
+// Replaces field of list by the words of text and writes the new count.
+int conf_list_store(const char* name, const char* field, int old_count, const char* text, const char* file);
+// The entry count of list ("<name>_N"), as a number.
+int conf_list_count(const char* name, const char* file);

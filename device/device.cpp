@@ -1,0 +1,170 @@
+#include "device/device.h"
+
+#include <cerrno>
+#include <cstdarg>
+#include <cstdlib>
+#include <cstring>
+#include <syslog.h>
+#include <unistd.h>
+
+namespace {
+
+#ifndef GWADMIN_DEVICE
+std::string g_root;  // the sandbox's stand-in for the device's "/"
+bool g_path_set = false;
+
+// Appends one line to a log file under the sandbox root, creating
+// "var/log" when it is missing.
+void sandbox_append(const char* name, const char* prefix, const char* text)
+{
+    std::string dir = g_root + "/var";
+    mkdir(dir.c_str(), 0755);
+    dir += "/log";
+    mkdir(dir.c_str(), 0755);
+    std::string file = dir + "/" + name;
+    FILE* f = fopen(file.c_str(), "a");
+    if (!f)
+        return;
+    fprintf(f, "%s%s\n", prefix, text);
+    fclose(f);
+}
+
+// Puts the sandbox's tool folders in front of PATH, once, before the first
+// command runs.
+void sandbox_path()
+{
+    if (g_path_set)
+        return;
+    g_path_set = true;
+    const char* old = getenv("PATH");
+    std::string path = g_root + "/usr/bin:" + g_root + "/bin:" + g_root + "/usr/sbin:" + g_root + "/sbin";
+    if (old && *old) {
+        path += ':';
+        path += old;
+    }
+    setenv("PATH", path.c_str(), 1);
+}
+
+std::string prepare_command(const char* command)
+{
+    sandbox_append("commands", "", command);
+    sandbox_path();
+    return dev_sandbox_command(command, g_root);
+}
+#endif
+
+}  // namespace
+
+std::string dev_sandbox_command(const char* command, const std::string& root)
+{
+    static const char* const folders[] = {"/usr/", "/bin/", "/sbin/", "/etc/",
+                                          "/tmp/", "/home/", "/var/", "/proc/"};
+    std::string out;
+    out.reserve(strlen(command) + 4 * root.size());
+    bool word_start = true;
+    for (const char* p = command; *p; ++p) {
+        if (word_start && *p == '/') {
+            for (const char* folder : folders) {
+                if (strncmp(p, folder, strlen(folder)) == 0) {
+                    out += root;
+                    break;
+                }
+            }
+        }
+        out += *p;
+        word_start = (*p == ' ' || *p == '\t');
+    }
+    return out;
+}
+
+std::string sh_quote(const char* text)
+{
+    std::string out = "'";
+    for (const char* p = text ? text : ""; *p; ++p) {
+        if (*p == '\'')
+            out += "'\\''";
+        else
+            out += *p;
+    }
+    out += '\'';
+    return out;
+}
+
+#ifdef GWADMIN_DEVICE
+
+int dev_init() { return 0; }
+std::string dev_path(const char* device_path) { return device_path; }
+FILE* dev_fopen(const char* p, const char* mode) { return fopen(p, mode); }
+int dev_stat(const char* p, struct stat* st) { return stat(p, st); }
+int dev_mkdir(const char* p, mode_t mode) { return mkdir(p, mode); }
+int dev_chdir(const char* p) { return chdir(p); }
+int dev_unlink(const char* p) { return unlink(p); }
+int dev_system(const char* command) { return system(command); }
+FILE* dev_popen(const char* command, const char* mode) { return popen(command, mode); }
+
+void dev_syslog(int level, const char* format, ...)
+{
+    va_list ap;
+    va_start(ap, format);
+    vsyslog(level, format, ap);
+    va_end(ap);
+}
+
+#else
+
+int dev_init()
+{
+    const char* root = getenv("GWADMIN_ROOT");
+    if (!root || root[0] != '/') {
+        fputs("gwadmin: GWADMIN_ROOT must name the sandbox folder by an absolute path\n", stderr);
+        return -1;
+    }
+    g_root = root;
+    while (g_root.size() > 1 && g_root.back() == '/')
+        g_root.pop_back();
+    if (g_root == "/")
+        g_root.clear();
+    g_path_set = false;
+    return 0;
+}
+
+std::string dev_path(const char* device_path) { return g_root + device_path; }
+FILE* dev_fopen(const char* p, const char* mode) { return fopen(dev_path(p).c_str(), mode); }
+int dev_stat(const char* p, struct stat* st) { return stat(dev_path(p).c_str(), st); }
+int dev_mkdir(const char* p, mode_t mode) { return mkdir(dev_path(p).c_str(), mode); }
+int dev_chdir(const char* p) { return chdir(dev_path(p).c_str()); }
+int dev_unlink(const char* p) { return unlink(dev_path(p).c_str()); }
+
+int dev_system(const char* command)
+{
+    std::string run = prepare_command(command);
+    return system(run.c_str());
+}
+
+FILE* dev_popen(const char* command, const char* mode)
+{
+    std::string run = prepare_command(command);
+    return popen(run.c_str(), mode);
+}
+
+void dev_syslog(int level, const char* format, ...)
+{
+    int saved = errno;
+    va_list ap, again;
+    va_start(ap, format);
+    va_copy(again, ap);
+    int n = vsnprintf(nullptr, 0, format, ap);
+    va_end(ap);
+    std::string text(n > 0 ? size_t(n) : 0, '\0');
+    if (n > 0)
+        vsnprintf(&text[0], text.size() + 1, format, again);
+    va_end(again);
+    char prefix[16];
+    snprintf(prefix, sizeof prefix, "%d ", level);
+    sandbox_append("messages", prefix, text.c_str());
+    errno = saved;
+}
+
+#endif
+
+int dev_pclose(FILE* pipe) { return pclose(pipe); }

@@ -1,0 +1,179 @@
+#include "render/aux.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include "cgi/http.h"
+#include "device/device.h"
+
+void aux_error(const char* location, int error)
+{
+    const char* text = strerror(error);
+    printf("%sError <b>%s</b>: <b>%s</b> %s %s", "<html><head></head><body>", location, text,
+           "<br>Please contact the customer support.", "</body></html>");
+    dev_syslog(LOG_ERR, "Error %s: %s", location, text);
+}
+
+char* aux_message(const char* key, char* out)
+{
+    char path[64];
+    snprintf(path, sizeof path, "%s/messages", http_lang());
+    FILE* f = fopen(path, "r");
+    if (!f) {
+        aux_error("in file aux line 86", errno);
+        return nullptr;
+    }
+    out[0] = '\0';
+    char line[AUX_MESSAGE_SIZE];
+    while (fgets(line, sizeof line, f)) {
+        char* save = nullptr;
+        const char* line_key = strtok_r(line, ":", &save);
+        if (!line_key || strncmp(line_key, key, strlen(line_key)) != 0)
+            continue;
+        if (const char* text = strtok_r(nullptr, ":", &save)) {
+            strncpy(out, text, AUX_MESSAGE_SIZE - 1);
+            out[AUX_MESSAGE_SIZE - 1] = '\0';
+        }
+        break;
+    }
+    fclose(f);
+    return out;
+}
+
+char* aux_run_capture(const char* command, char* text)
+{
+    FILE* tmp = tmpfile();
+    if (!tmp) {
+        aux_error("in file aux line 39", errno);
+        return nullptr;
+    }
+    FILE* pipe = dev_popen(command, "r");
+    if (!pipe) {
+        aux_error("in file aux line 47", errno);
+        fclose(tmp);
+        return nullptr;
+    }
+    char block[256];
+    for (;;) {
+        size_t n = fread(block, 1, sizeof block, pipe);
+        fwrite(block, 1, n, tmp);
+        if (n < sizeof block)
+            break;
+    }
+    dev_pclose(pipe);
+
+    long size = ftell(tmp);
+    size_t old_len = text ? strlen(text) : 0;
+    char* grown = size < 0 ? nullptr : static_cast<char*>(realloc(text, old_len + size_t(size) + 1));
+    if (!grown) {
+        aux_error("in file aux line 68", size < 0 ? errno : ENOMEM);
+        fclose(tmp);
+        return nullptr;
+    }
+    rewind(tmp);
+    size_t got = fread(grown + old_len, 1, size_t(size), tmp);
+    grown[old_len + got] = '\0';
+    fclose(tmp);
+    return grown;
+}
+
+int aux_cryptpw(const char* password, char* out, size_t out_size)
+{
+    if (!password || !*password || strlen(password) >= 17 || !out || out_size == 0) {
+        aux_error("in file aux line 116", EINVAL);
+        return -1;
+    }
+    std::string command = "cryptpw " + sh_quote(password);
+    char* hash = aux_run_capture(command.c_str(), nullptr);
+    if (!hash) {
+        aux_error("in file aux line 128", errno);
+        return -1;
+    }
+    size_t len = strlen(hash);
+    len = len > 0 ? len - 1 : 0;
+    if (len > out_size - 1)
+        len = out_size - 1;
+    memcpy(out, hash, len);
+    free(hash);
+    return 0;
+}
+
+int aux_mkdirs(const char* base, const char* path)
+{
+    char* copy = path ? strdup(path) : nullptr;
+    if (!copy) {
+        aux_error("in file aux line 146", path ? errno : EINVAL);
+        return -1;
+    }
+    char cwd[1023];
+    if (!getcwd(cwd, sizeof cwd)) {
+        aux_error("in file aux line 150", errno);
+        free(copy);
+        return -1;
+    }
+    int result = 0;
+    if (dev_chdir(base) != 0) {
+        aux_error("in file aux line 160", errno);
+        result = -1;
+    }
+    char* save = nullptr;
+    for (char* part = strtok_r(copy, "/", &save); part && result == 0; part = strtok_r(nullptr, "/", &save)) {
+        // Each step goes one folder down; ".." would climb out of base.
+        if (strcmp(part, "..") == 0) {
+            aux_error("in file aux line 160", EINVAL);
+            result = -1;
+        } else if ((mkdir(part, 0700) != 0 && errno != EEXIST) || chdir(part) != 0) {
+            aux_error("in file aux line 160", errno);
+            result = -1;
+        }
+    }
+    free(copy);
+    if (result == 0 && chdir(cwd) != 0)
+        result = -1;
+    return result;
+}
+
+char* aux_format_date(time_t when, char* out, bool with_time)
+{
+    struct tm tm;
+    if (!gmtime_r(&when, &tm)) {
+        dev_syslog(LOG_INFO, "aux auxDate: gmtime_r fails");
+        aux_error(with_time ? "in file aux line 212" : "in file aux line 186", errno);
+        return nullptr;
+    }
+    char text[80];
+    if (with_time)
+        snprintf(text, sizeof text, "%.2d.%.2d.%d, %.2d:%.2d:%.2d", tm.tm_mday, tm.tm_mon + 1,
+                 tm.tm_year + 1900, tm.tm_hour, tm.tm_min, tm.tm_sec);
+    else
+        snprintf(text, sizeof text, "%.2d.%.2d.%d", tm.tm_mday, tm.tm_mon + 1, tm.tm_year + 1900);
+    size_t size = with_time ? AUX_DATETIME_SIZE : AUX_DATE_SIZE;
+    snprintf(out, size, "%.*s", int(size - 1), text);
+    return out;
+}
+
+namespace {
+char* date_now(char* out, bool with_time)
+{
+    if (!out) {
+        dev_syslog(LOG_INFO, "aux: invalid argument");
+        return nullptr;
+    }
+    struct timeval now;
+    if (gettimeofday(&now, nullptr) != 0) {
+        dev_syslog(LOG_INFO, "aux auxDate: gettimeofday fails");
+        return nullptr;
+    }
+    return aux_format_date(now.tv_sec, out, with_time);
+}
+}  // namespace
+
+char* auxDate(char* out) { return date_now(out, false); }
+char* auxDateTime(char* out) { return date_now(out, true); }

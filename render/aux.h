@@ -1,0 +1,35 @@
+// Shared services of the page layer: the error page, the message catalogue,
+// running a command for its output, password hashing, folders and dates.
+#pragma once
+
+#include <cstddef>
+#include <ctime>
+
+constexpr size_t AUX_MESSAGE_SIZE = 512;  // a message line
+constexpr size_t AUX_DATE_SIZE = 11;      // "dd.mm.yyyy"
+constexpr size_t AUX_DATETIME_SIZE = 21;  // "dd.mm.yyyy, hh:mm:ss"
+
+// Prints the error page for a failure site ("in file conf line 36") and
+// records it at LOG_ERR. The program goes on.
+void aux_error(const char* location, int error);
+
+// The message text for key from "<lang>/messages" into out (AUX_MESSAGE_SIZE
+// bytes): the empty text when no line matches, none when the file is missing.
+char* aux_message(const char* key, char* out);
+
+// Runs command and appends its whole output to text (a malloc'd text or
+// none); returns the grown text (it may have moved), or none on failure, when
+// text is left as it was and still belongs to the caller.
+char* aux_run_capture(const char* command, char* text);
+
+// The device's hash of password, into out (out_size bytes, zeroed by the caller).
+int aux_cryptpw(const char* password, char* out, size_t out_size);
+
+// Creates each folder of path (separated by "/") under the device folder base.
+int aux_mkdirs(const char* base, const char* path);
+
+char* auxDate(char* out);
+char* auxDateTime(char* out);
+
+// The date texts of a given moment (UTC), as auxDate/auxDateTime write them.
+char* aux_format_date(time_t when, char* out, bool with_time);

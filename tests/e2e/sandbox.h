@@ -1,0 +1,61 @@
+// End-to-end harness: a fresh sandbox folder (the device's "/") and document
+// root per test, and the real gwadmin run in it as a CGI process.
+#pragma once
+
+#include <map>
+#include <string>
+#include <vector>
+
+struct CgiResult {
+    int status = -1;      // exit status, or -1 when killed or not exited
+    bool timed_out = false;
+    std::string out;      // standard output: the page
+    std::string err;      // standard error
+};
+
+class Sandbox {
+public:
+    Sandbox();   // makes the folders and the stand-in tools
+    ~Sandbox();  // removes everything
+    Sandbox(const Sandbox&) = delete;
+    Sandbox& operator=(const Sandbox&) = delete;
+
+    std::string root;     // GWADMIN_ROOT
+    std::string docroot;  // DOCUMENT_ROOT
+
+    // Files under the sandbox root, named by their device path ("/tmp/ulsp/x").
+    void write(const std::string& device_path, const std::string& content) const;
+    std::string read(const std::string& device_path) const;
+    bool exists(const std::string& device_path) const;
+    void remove(const std::string& device_path) const;
+    // An executable stand-in tool at a device path; body is a /bin/sh script body.
+    void tool(const std::string& device_path, const std::string& body) const;
+    // Files under the document root.
+    void write_doc(const std::string& path, const std::string& content) const;
+
+    std::vector<std::string> commands() const;  // lines of var/log/commands
+    std::vector<std::string> messages() const;  // lines of var/log/messages
+
+    // Runs gwadmin with the CGI environment given (GWADMIN_ROOT and
+    // DOCUMENT_ROOT are added unless the map names them; an empty value
+    // removes the variable).
+    CgiResult run(std::map<std::string, std::string> env, const std::string& input = "",
+                  const std::vector<std::string>& args = {}, int timeout_seconds = 20) const;
+    CgiResult get(const std::string& query) const;
+    CgiResult post(const std::string& query, const std::string& body) const;
+    CgiResult post_multipart(const std::string& boundary, const std::string& body) const;
+};
+
+// A multipart/form-data body as browsers send it.
+struct Part {
+    std::string name;
+    std::string value;          // the field's value, or the file's content
+    std::string filename;       // set for a file part
+    bool is_file = false;
+};
+std::string multipart_body(const std::string& boundary, const std::vector<Part>& parts);
+
+// Whole-file helpers for host paths.
+std::string read_file(const std::string& path);
+void write_file(const std::string& path, const std::string& content);
+std::vector<std::string> split_lines(const std::string& text);
