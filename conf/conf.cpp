@@ -66,6 +66,19 @@ int write_back(FILE* tmp, const char* full_path)
     return 0;
 }
 
+// The value as a line of the file can carry it. The device's scripts read
+// these files as shell text: a quote would end the value early and let the
+// rest run as a command, a line break would start a setting of its own. Both
+// are left out; any other text is written as it is.
+std::string line_value(const char* value)
+{
+    std::string out;
+    for (const char* p = value ? value : ""; *p; ++p)
+        if (*p != '\'' && *p != '\n' && *p != '\r')
+            out += *p;
+    return out;
+}
+
 }  // namespace
 
 char* conf_get(const char* wanted, char* out, size_t size, const char* file)
@@ -117,7 +130,7 @@ int conf_add(const char* wanted, const char* value, const char* file)
         aux_error("in file conf line 80", errno);
         return -1;
     }
-    fprintf(f, "%s='%s'\n", key, value ? value : "");
+    fprintf(f, "%s='%s'\n", key, line_value(value).c_str());
     fclose(f);
     return 0;
 }
@@ -144,12 +157,13 @@ int conf_set(const char* wanted, const char* value, const char* file)
         return -1;
     }
     size_t key_len = strlen(key);
+    std::string written = line_value(value);
     char line[LINE_SIZE];
     while (fgets(line, sizeof line, in)) {
         bool setting = strlen(line) >= 2 && line[0] != '#';
         if (setting && strcspn(line, "=") >= key_len && strncmp(line, key, key_len) == 0) {
             if (value)
-                fprintf(tmp, "%s='%s'\n", key, value);
+                fprintf(tmp, "%s='%s'\n", key, written.c_str());
         } else {
             fputs(line, tmp);
         }

@@ -2,6 +2,9 @@
 // "/tmp/ulsp/", read and rewritten one key at a time, and the numbered lists
 // kept in them.
 //
+// Values are written without single quotes and line breaks, which the file
+// format cannot carry.
+//
 // Reading matches a line whose key is a prefix of the key asked for; writing
 // matches every line whose key begins with the key given. Writing never adds
 // a key and never creates a file.

@@ -1,9 +1,11 @@
 #include "sandbox.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <dirent.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <stdexcept>
@@ -70,6 +72,41 @@ std::vector<std::string> split_lines(const std::string& text)
     return lines;
 }
 
+namespace {
+
+void list_into(const std::string& dir, const std::string& prefix, std::vector<std::string>& out)
+{
+    DIR* d = opendir(dir.c_str());
+    if (!d)
+        return;
+    while (dirent* e = readdir(d)) {
+        std::string name = e->d_name;
+        if (name == "." || name == "..")
+            continue;
+        out.push_back(prefix + name);
+        struct stat st;
+        if (lstat((dir + "/" + name).c_str(), &st) == 0 && S_ISDIR(st.st_mode))
+            list_into(dir + "/" + name, prefix + name + "/", out);
+    }
+    closedir(d);
+}
+
+}  // namespace
+
+std::vector<std::string> list_tree(const std::string& dir)
+{
+    std::vector<std::string> out;
+    list_into(dir, "", out);
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+std::string error_page(const std::string& location, const std::string& error_text)
+{
+    return "<html><head></head><body>Error <b>" + location + "</b>: <b>" + error_text +
+           "</b> <br>Please contact the customer support. </body></html>";
+}
+
 Sandbox::Sandbox()
 {
     char base[] = "/tmp/gwadmin-e2e-XXXXXX";
@@ -99,6 +136,13 @@ void Sandbox::tool(const std::string& p, const std::string& body) const
 {
     write(p, "#!/bin/sh\n" + body + "\n");
     chmod((root + p).c_str(), 0755);
+}
+
+void Sandbox::defaults() const
+{
+    std::string cmd = "cp " + std::string(GWADMIN_SOURCE_DIR) + "/sandbox/defaults/*.config '" + root + "/tmp/ulsp/'";
+    if (system(cmd.c_str()) != 0)
+        throw std::runtime_error("cannot copy the default configuration");
 }
 
 std::vector<std::string> Sandbox::commands() const { return split_lines(read("/var/log/commands")); }

@@ -33,6 +33,12 @@ public:
     // Files under the document root.
     void write_doc(const std::string& path, const std::string& content) const;
 
+    // The factory-default configuration files (sandbox/defaults) into /tmp/ulsp/.
+    void defaults() const;
+    // A configuration file of /tmp/ulsp/, whole.
+    std::string config(const std::string& name) const { return read("/tmp/ulsp/" + name); }
+    void config(const std::string& name, const std::string& content) const { write("/tmp/ulsp/" + name, content); }
+
     std::vector<std::string> commands() const;  // lines of var/log/commands
     std::vector<std::string> messages() const;  // lines of var/log/messages
 
@@ -59,3 +65,9 @@ std::string multipart_body(const std::string& boundary, const std::vector<Part>&
 std::string read_file(const std::string& path);
 void write_file(const std::string& path, const std::string& content);
 std::vector<std::string> split_lines(const std::string& text);
+// Every file and folder below a host folder, as sorted paths relative to it.
+std::vector<std::string> list_tree(const std::string& dir);
+
+// The page gwadmin prints for a failure, e.g. ("in file tmpl line 25",
+// "No such file or directory").
+std::string error_page(const std::string& location, const std::string& error_text);
