@@ -1,3 +1,30 @@
 // The show and apply handlers of the pages, as the page table calls them.
 // Each takes no argument and returns 0 when the page is to be printed.
 #pragma once
+
+#include <ctime>
+
+// network
+int cbasis_act();   // basic network settings
+int cbasis_show();
+int cccdns_act();   // DNS forwarder and host list
+int cccdns_show();
+int cdebug_act();   // system log settings
+int cdebug_show();
+int cdhcps_act();   // DHCP server
+int cdhcps_show();
+
+// wan: maintenance
+int update_act();   // firmware-update settings
+int update_show();
+int rstart_act();   // restart (the reboot follows the page)
+int facdef_act();   // factory defaults
+int speich_act();   // save the configuration (shown and applied alike)
+
+// status
+int cctime_act();   // time and NTP
+int cctime_show();
+int cctime_show_clock(time_t now);  // the clock placeholders for a moment
+int netstat_show(); // network status
+int logstat_show(); // system log
+int timstat_show(); // system time

@@ -1,0 +1,89 @@
+#include "render/pagehelp.h"
+
+#include <cerrno>
+#include <cstring>
+#include <new>
+
+#include "cgi/http.h"
+#include "conf/conf.h"
+#include "render/aux.h"
+#include "render/tmpl.h"
+
+void put_message(const char* placeholder, const char* key, size_t size)
+{
+    char text[AUX_MESSAGE_SIZE];
+    if (!aux_message(key, text))
+        return;
+    if (size > 0 && size - 1 < strlen(text))
+        text[size - 1] = '\0';
+    tmpl_replace(placeholder, text);
+}
+
+int page_result(const char* module, size_t size)
+{
+    char key[64];
+    snprintf(key, sizeof key, "%s_head", module);
+    put_message("{HEADLINE}", key, size);
+    snprintf(key, sizeof key, "%s_rslt", module);
+    put_message("{MESSAGE}", key, size);
+    return 0;
+}
+
+void show_key(const char* file, const char* key, const char* placeholder, size_t size)
+{
+    char value[CONF_VALUE_SIZE];
+    conf_get(key, value, size < sizeof value ? size : sizeof value, file);
+    tmpl_replace(placeholder, value);
+}
+
+void store_field(const char* file, const char* form, const char* key) { conf_set(key, http_var(form), file); }
+
+bool yes_prefix(const char* value) { return strncmp(value, "yes", 3) == 0; }
+bool yes_exact(const char* value) { return strcmp(value, "yes") == 0; }
+const char* yes_no(bool yes) { return yes ? "yes" : "no"; }
+const char* mark_if(bool on, const char* mark) { return on ? mark : ""; }
+
+bool match_exact(const char* stored, const char* value) { return strcmp(stored, value) == 0; }
+bool match_stored_prefix(const char* stored, const char* value)
+{
+    return strncmp(stored, value, strlen(stored)) == 0;
+}
+
+std::string option_list(const Option* rows, size_t count, const char* stored, const OptionStyle& style)
+{
+    std::string out;
+    for (size_t i = 0; i < count; ++i) {
+        out += '\n';
+        out += style.indent;
+        out += "<option value=\"";
+        out += rows[i].value;
+        out += '"';
+        out += style.gap;
+        out += mark_if(style.match(stored, rows[i].value), style.mark);
+        out += '>';
+        out += rows[i].label;
+        out += "</option>";
+    }
+    return out;
+}
+
+const Option INTERFACE_OPTIONS[3] = {{"none", "None"}, {"eth0", "LAN"}, {"eth1", "WAN"}};
+
+int list_show(const char* file, const ListField& f)
+{
+    try {
+        std::string options, list;
+        conf_list_options(f.list, f.field, options, list, file, f.value_max);
+        tmpl_replace(f.options_mark, options.c_str());
+        tmpl_replace(f.list_mark, list.c_str());
+    } catch (const std::bad_alloc&) {
+        aux_error(f.failure, ENOMEM);
+        return -1;
+    }
+    return 0;
+}
+
+int list_store(const char* file, const ListField& f, int old_count)
+{
+    return conf_list_store(f.list, f.field, old_count, http_var(f.form), file);
+}

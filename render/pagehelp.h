@@ -1,0 +1,106 @@
+// What the pages have in common, so that each page reads as its tables:
+// the result page, settings shown and stored as they are, yes/no fields,
+// option lists and the numbered lists of the configuration store.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+constexpr size_t PAGE_BUFFER = 2048;  // the usual message and value buffer
+
+// ---- result page -----------------------------------------------------------
+
+// Puts the message of key (cut to size-1 characters) into placeholder.
+void put_message(const char* placeholder, const char* key, size_t size = PAGE_BUFFER);
+// Fills "{HEADLINE}" and "{MESSAGE}" from "<module>_head" and "<module>_rslt";
+// returns 0.
+int page_result(const char* module, size_t size = PAGE_BUFFER);
+
+// ---- single settings -------------------------------------------------------
+
+// Puts the value of key (cut to size-1 characters) into placeholder.
+void show_key(const char* file, const char* key, const char* placeholder, size_t size = PAGE_BUFFER);
+// Writes the form field's value to key as it was sent.
+void store_field(const char* file, const char* form, const char* key);
+
+// A setting that the form sends and the page shows unchanged.
+struct TextField {
+    const char* form;         // form field
+    const char* key;          // configuration key
+    const char* placeholder;  // page mark
+};
+
+template <size_t N>
+void store_texts(const char* file, const TextField (&fields)[N])
+{
+    for (const TextField& f : fields)
+        store_field(file, f.form, f.key);
+}
+
+template <size_t N>
+void show_texts(const char* file, const TextField (&fields)[N], size_t size = PAGE_BUFFER)
+{
+    for (const TextField& f : fields)
+        show_key(file, f.key, f.placeholder, size);
+}
+
+// ---- yes/no ----------------------------------------------------------------
+
+bool yes_prefix(const char* value);  // begins with "yes" (three characters)
+bool yes_exact(const char* value);   // is exactly "yes"
+const char* yes_no(bool yes);        // "yes" or "no"
+const char* mark_if(bool on, const char* mark);  // mark or the empty text
+inline const char* enabled(bool on) { return on ? "enabled" : "disabled"; }
+
+// ---- option lists ----------------------------------------------------------
+
+struct Option {
+    const char* value;
+    const char* label;
+};
+
+// Whether a stored value selects an option's value.
+using OptionMatch = bool (*)(const char* stored, const char* value);
+bool match_exact(const char* stored, const char* value);
+// The stored value equals the option over the stored value's length, so an
+// empty stored value selects every option.
+bool match_stored_prefix(const char* stored, const char* value);
+
+// How a page writes its option lines:
+// "\n<indent><option value=\"v\"<gap><mark or nothing>>label</option>".
+struct OptionStyle {
+    const char* indent;
+    const char* gap;   // "" or " ": stands before the mark, chosen or not
+    const char* mark;  // " selected" or "selected"
+    OptionMatch match;
+};
+
+std::string option_list(const Option* rows, size_t count, const char* stored, const OptionStyle& style);
+template <size_t N>
+std::string option_list(const Option (&rows)[N], const char* stored, const OptionStyle& style)
+{
+    return option_list(rows, N, stored, style);
+}
+
+// The interfaces a service can be bound to.
+extern const Option INTERFACE_OPTIONS[3];
+
+// ---- numbered lists --------------------------------------------------------
+
+// One field of a numbered list as a page shows and stores it.
+struct ListField {
+    const char* list;          // list name ("HOST")
+    const char* field;         // field name ("IP")
+    const char* form;          // form field carrying the blank-separated entries
+    const char* options_mark;  // placeholder of the option lines
+    const char* list_mark;     // placeholder of the plain list
+    size_t value_max;          // longest value shown
+    const char* failure;       // location reported when its texts cannot be had
+};
+
+// Renders the field into its two placeholders (both empty when the list is
+// empty); -1 after a failed allocation, reported at the field's location.
+int list_show(const char* file, const ListField& field);
+// Replaces the field's entries by the submitted ones; old_count is the count
+// the page read before.
+int list_store(const char* file, const ListField& field, int old_count);

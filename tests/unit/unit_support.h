@@ -1,0 +1,78 @@
+// A fresh sandbox root and document root per test, for tests that run the
+// program's functions in-process.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <unistd.h>
+
+#include "cgi/http.h"
+#include "device/device.h"
+#include "render/tmpl.h"
+
+class SandboxTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        char dir[] = "/tmp/gwunit-XXXXXX";
+        ASSERT_NE(mkdtemp(dir), nullptr);
+        base_ = dir;
+        root_ = base_ + "/root";
+        std::filesystem::create_directories(root_ + "/tmp/ulsp");
+        std::filesystem::create_directories(base_ + "/www/english");
+        setenv("GWADMIN_ROOT", root_.c_str(), 1);
+        ASSERT_EQ(dev_init(), 0);
+        old_cwd_ = std::filesystem::current_path();
+        std::filesystem::current_path(base_ + "/www");
+        g_request = RequestState{};
+    }
+    void TearDown() override
+    {
+        tmpl_free();
+        http_free();
+        std::filesystem::current_path(old_cwd_);
+        std::filesystem::remove_all(base_);
+    }
+
+    static std::string slurp(const std::string& path)
+    {
+        std::ifstream in(path, std::ios::binary);
+        std::stringstream text;
+        text << in.rdbuf();
+        return text.str();
+    }
+    static void spit(const std::string& path, const std::string& text)
+    {
+        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        std::ofstream(path, std::ios::binary) << text;
+    }
+    // A configuration file of the store.
+    void config(const char* name, const std::string& text) { spit(root_ + "/tmp/ulsp/" + name, text); }
+    std::string config(const char* name) { return slurp(root_ + "/tmp/ulsp/" + name); }
+    // The page text, as a template would have loaded it.
+    void page(const std::string& text)
+    {
+        spit(base_ + "/www/page.tmpl", text);
+        ASSERT_EQ(tmpl_load("page.tmpl"), 0);
+    }
+    std::string page() { return tmpl_page() ? tmpl_page() : ""; }
+    // Request variables, as a query string would bring them.
+    void request(const char* query)
+    {
+        setenv("QUERY_STRING", query, 1);
+        unsetenv("REQUEST_METHOD");
+        unsetenv("CONTENT_TYPE");
+        http_parse(0, nullptr);
+    }
+    void messages(const std::string& text) { spit(base_ + "/www/english/messages", text); }
+    std::string commands() { return slurp(root_ + "/var/log/commands"); }
+    std::string records() { return slurp(root_ + "/var/log/messages"); }
+
+    std::string base_, root_;
+    std::filesystem::path old_cwd_;
+};
