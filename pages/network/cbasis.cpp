@@ -2,6 +2,7 @@
 // the LAN (ETH0) and WAN (ETH1) interfaces, the system user's password.
 #include <cstdio>
 #include <cstring>
+#include <string>
 
 #include "cgi/http.h"
 #include "conf/conf.h"
@@ -27,64 +28,47 @@ const OptionStyle MODE_STYLE = {"    ", "", " selected", match_stored_prefix};
 
 const char* const INTERFACES[] = {"ETH0", "ETH1"};
 
-// The names of one interface's fields, keys and placeholders.
-struct IfaceNames {
-    char mode_form[32], ip_form[32], prefix_form[32], masq_form[32];
-    char type_key[32], addr_key[32], masq_key[32];
-    char mode_mark[32], enable_mark[32], ip_mark[32], prefix_mark[32], masq_mark[32];
-
-    explicit IfaceNames(const char* i)
-    {
-        snprintf(mode_form, sizeof mode_form, "%s_mode", i);
-        snprintf(ip_form, sizeof ip_form, "%s_ip", i);
-        snprintf(prefix_form, sizeof prefix_form, "%s_prefix", i);
-        snprintf(masq_form, sizeof masq_form, "%s_masq", i);
-        snprintf(type_key, sizeof type_key, "IP_%s_TYPE", i);
-        snprintf(addr_key, sizeof addr_key, "IP_%s_IPADDR", i);
-        snprintf(masq_key, sizeof masq_key, "IP_%s_MASQ", i);
-        snprintf(mode_mark, sizeof mode_mark, "{%s_MODE}", i);
-        snprintf(enable_mark, sizeof enable_mark, "{%s_ENABLE}", i);
-        snprintf(ip_mark, sizeof ip_mark, "{%s_IP}", i);
-        snprintf(prefix_mark, sizeof prefix_mark, "{%s_PREFIX}", i);
-        snprintf(masq_mark, sizeof masq_mark, "{%s_MASQ}", i);
-    }
-};
+// An interface's field, key or placeholder name: "IP_" + "ETH0" + "_TYPE".
+std::string name(const char* before, const char* iface, const char* after)
+{
+    return std::string(before) + iface + after;
+}
 
 bool is_static(const char* mode) { return strncmp(mode, "static", 6) == 0; }
 
 void store_interface(const char* iface)
 {
-    IfaceNames n(iface);
     char mode[MODE_SIZE];
-    snprintf(mode, sizeof mode, "%s", http_var(n.mode_form));
-    conf_set(n.type_key, mode, NETWORK);
+    snprintf(mode, sizeof mode, "%s", http_var(name("", iface, "_mode").c_str()));
+    conf_set(name("IP_", iface, "_TYPE").c_str(), mode, NETWORK);
     if (!is_static(mode))
         return;  // a DHCP interface keeps its last static address
     char address[ADDRESS_SIZE];
-    snprintf(address, sizeof address, "%s/%s", http_var(n.ip_form), http_var(n.prefix_form));
-    conf_set(n.addr_key, address, NETWORK);
-    conf_set(n.masq_key, yes_no(yes_prefix(http_var(n.masq_form))), NETWORK);
+    snprintf(address, sizeof address, "%s/%s", http_var(name("", iface, "_ip").c_str()),
+             http_var(name("", iface, "_prefix").c_str()));
+    conf_set(name("IP_", iface, "_IPADDR").c_str(), address, NETWORK);
+    const char* masq = http_var(name("", iface, "_masq").c_str());
+    conf_set(name("IP_", iface, "_MASQ").c_str(), yes_no(yes_prefix(masq)), NETWORK);
 }
 
 int show_interface(const char* iface)
 {
-    IfaceNames n(iface);
     char mode[MODE_SIZE];
-    conf_get(n.type_key, mode, sizeof mode, NETWORK);
-    tmpl_replace(n.mode_mark, option_list(MODES, mode, MODE_STYLE).c_str());
-    tmpl_replace(n.enable_mark, enabled(is_static(mode)));
+    conf_get(name("IP_", iface, "_TYPE").c_str(), mode, sizeof mode, NETWORK);
+    tmpl_replace(name("{", iface, "_MODE}").c_str(), option_list(MODES, mode, MODE_STYLE).c_str());
+    tmpl_replace(name("{", iface, "_ENABLE}").c_str(), enabled(is_static(mode)));
 
+    // "address/prefix", split as tokens: "/24" gives the prefix as address
     char address[ADDRESS_SIZE];
-    conf_get(n.addr_key, address, sizeof address, NETWORK);
+    conf_get(name("IP_", iface, "_IPADDR").c_str(), address, sizeof address, NETWORK);
     char* save = nullptr;
     const char* ip = strtok_r(address, "/", &save);
     const char* prefix = ip ? strtok_r(nullptr, "/", &save) : nullptr;
-    tmpl_replace(n.ip_mark, ip ? ip : "");
-    tmpl_replace(n.prefix_mark, prefix ? prefix : "");
+    tmpl_replace(name("{", iface, "_IP}").c_str(), ip ? ip : "");
+    tmpl_replace(name("{", iface, "_PREFIX}").c_str(), prefix ? prefix : "");
 
-    char masq[CONF_VALUE_SIZE];
-    conf_get(n.masq_key, masq, sizeof masq, NETWORK);
-    tmpl_replace(n.masq_mark, mark_if(yes_prefix(masq), "checked"));
+    std::string masq = conf_value(name("IP_", iface, "_MASQ").c_str(), NETWORK);
+    tmpl_replace(name("{", iface, "_MASQ}").c_str(), mark_if(yes_prefix(masq.c_str()), "checked"));
     return 0;
 }
 
