@@ -1,0 +1,122 @@
+#!/usr/bin/env bash
+# All of gwadmin's checks, in four builds:
+#   build/        the default (sandbox) build: the whole ctest suite
+#   build-asan/   AddressSanitizer + UndefinedBehaviorSanitizer: the whole
+#                 suite again, the parser stress test (parser_stress) included
+#   build-clang/  clang++ with -Werror: must compile warning-free; its suite runs
+#   build-device/ the device build (-DGWADMIN_DEVICE=ON): compiled, never run
+# Ends with the line "N passed, M failed": ctest tests passed over all runs,
+# and tests (plus build steps) that failed. Exits non-zero on any failure.
+#
+# GWADMIN_BUILD_PREFIX=name puts the builds in name/, name-asan/, ... instead.
+set -uo pipefail
+
+cd "$(dirname "$0")/.."
+repo=$(pwd)
+prefix=${GWADMIN_BUILD_PREFIX:-build}
+jobs=$(nproc 2>/dev/null || echo 2)
+started=$(date +%s)
+
+passed=0
+failed=0
+problems=()
+
+step() { printf '\n==== %s (at %ss)\n' "$*" "$(($(date +%s) - started))"; }
+problem() {
+    problems+=("$1")
+    failed=$((failed + 1))
+    echo "FAILED: $1" >&2
+}
+
+# The attribute of the JUnit report's <testsuite> element.
+junit_count() {
+    local value
+    value=$(grep -o -m1 "[[:space:]]$1=\"[0-9]*\"" "$2" | grep -o '[0-9][0-9]*')
+    echo "${value:-0}"
+}
+
+# configure NAME DIR [cmake options...]; then build it.
+configure_and_build() {
+    local name=$1 dir=$2
+    shift 2
+    step "$name: configure $dir"
+    if ! cmake -S "$repo" -B "$dir" "$@"; then
+        problem "$name: configure"
+        return 1
+    fi
+    step "$name: build"
+    if ! cmake --build "$dir" -j "$jobs"; then
+        problem "$name: build"
+        return 1
+    fi
+}
+
+# run_suite NAME DIR: the whole ctest suite of a build, counted.
+run_suite() {
+    local name=$1 dir=$2
+    local report="$repo/$dir/ctest-junit.xml"
+    rm -f "$report"
+    step "$name: ctest"
+    (cd "$dir" && ctest --output-on-failure --no-tests=error --timeout 600 --output-junit "$report")
+    local status=$?
+    if [ ! -f "$report" ]; then
+        problem "$name: ctest ran no test (status $status)"
+        return 1
+    fi
+    local tests failures skipped disabled
+    tests=$(junit_count tests "$report")
+    failures=$(junit_count failures "$report")
+    skipped=$(junit_count skipped "$report")
+    disabled=$(junit_count disabled "$report")
+    local ok=$((tests - failures - skipped - disabled))
+    passed=$((passed + ok))
+    failed=$((failed + failures))
+    echo "$name: $ok of $tests tests passed, $failures failed, $((skipped + disabled)) skipped"
+    if [ "$failures" -gt 0 ]; then
+        problems+=("$name: $failures tests failed")
+    elif [ "$status" -ne 0 ]; then
+        problem "$name: ctest exited with status $status"
+    fi
+}
+
+step "dependencies"
+if ! bash scripts/deps.sh; then
+    echo "FAILED: could not install the build tools" >&2
+    echo "0 passed, 1 failed"
+    exit 1
+fi
+
+# 1. The default build.
+if configure_and_build "default" "$prefix"; then
+    run_suite "default" "$prefix"
+fi
+
+# 2. Sanitizers: every memory or undefined-behaviour fault stops the test.
+export ASAN_OPTIONS=${ASAN_OPTIONS:-abort_on_error=0:detect_leaks=1}
+export UBSAN_OPTIONS=${UBSAN_OPTIONS:-print_stacktrace=1:halt_on_error=1}
+if configure_and_build "asan" "$prefix-asan" -DGWADMIN_SANITIZE=ON; then
+    if [ "$(cd "$prefix-asan" && ctest -N -R '^parser_stress$' | grep -c 'parser_stress')" -ne 1 ]; then
+        problem "asan: the parser stress test is not registered"
+    fi
+    run_suite "asan" "$prefix-asan"
+fi
+
+# 3. clang++: warning-free, and its suite passes.
+if CC=clang CXX=clang++ configure_and_build "clang" "$prefix-clang" -DCMAKE_C_COMPILER=clang \
+    -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_CXX_FLAGS=-Werror -DCMAKE_C_FLAGS=-Werror; then
+    run_suite "clang" "$prefix-clang"
+fi
+
+# 4. The device build compiles; it is never run here (it would use the host's
+# real paths and tools).
+configure_and_build "device" "$prefix-device" -DGWADMIN_DEVICE=ON
+
+elapsed=$(($(date +%s) - started))
+echo
+if [ ${#problems[@]} -gt 0 ]; then
+    echo "Problems:"
+    printf '  %s\n' "${problems[@]}"
+fi
+echo "test.sh took ${elapsed}s"
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ] && [ ${#problems[@]} -eq 0 ]
