@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <ctime>
 #include <map>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -192,19 +191,19 @@ TEST(TimePage, ShowFillsTheSettingsAndTheClock)
 
         // The clock as numbers: years since 1900 and months from 0, the
         // system time in the same moment.
-        std::smatch m;
         std::string clock = nl == std::string::npos ? "" : r.out.substr(nl + 1);
-        ASSERT_TRUE(std::regex_match(clock, m, std::regex(R"((\d+)\|(\d+)\|(\d+)\|(\d+)\|(\d+)\|(\d+)\|(.*))")))
-            << clock;
         struct tm tm = {};
-        int* fields[] = {&tm.tm_year, &tm.tm_mon, &tm.tm_mday, &tm.tm_hour, &tm.tm_min, &tm.tm_sec};
-        for (int i = 0; i < 6; ++i)
-            *fields[i] = std::stoi(m[i + 1]);
+        int used = 0;
+        ASSERT_EQ(sscanf(clock.c_str(), "%d|%d|%d|%d|%d|%d|%n", &tm.tm_year, &tm.tm_mon, &tm.tm_mday, &tm.tm_hour,
+                         &tm.tm_min, &tm.tm_sec, &used),
+                  6)
+            << clock;
         char system_time[64];
         snprintf(system_time, sizeof system_time, "%.2d.%.2d.%d, %.2d:%.2d:%.2d", tm.tm_mday, tm.tm_mon + 1,
                  tm.tm_year + 1900, tm.tm_hour, tm.tm_min, tm.tm_sec);
-        EXPECT_EQ(m[7].str(), system_time);
+        EXPECT_EQ(clock.substr(size_t(used)), system_time);
+        // time() may lag the clock the program reads by a tick: a second of slack
         time_t shown = timegm(&tm);
-        EXPECT_TRUE(shown >= before && shown <= after) << clock;
+        EXPECT_TRUE(shown >= before - 1 && shown <= after + 1) << clock;
     }
 }
