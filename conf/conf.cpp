@@ -39,7 +39,7 @@ void copy_cut(char* out, size_t size, const char* text, size_t len)
 // new file, the file is rewritten in place.
 int write_back(FILE* tmp, const char* full_path)
 {
-    std::string fresh = std::string(full_path) + ".new";
+    std::string fresh = std::string(full_path) + ".new" + std::to_string(getpid());
     FILE* out = fopen(fresh.c_str(), "w");
     bool in_place = !out;
     if (in_place)
