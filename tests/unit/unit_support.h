@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <sstream>
 #include <string>
 #include <unistd.h>
@@ -72,6 +74,19 @@ protected:
     void messages(const std::string& text) { spit(base_ + "/www/english/messages", text); }
     std::string commands() { return slurp(root_ + "/var/log/commands"); }
     std::string records() { return slurp(root_ + "/var/log/messages"); }
+    // The call prints the error page of loc with the text of err and records
+    // it, after the records given, on a fresh log.
+    void expect_report(const std::function<void()>& call, const char* loc, int err, const std::string& before = "")
+    {
+        std::filesystem::remove(root_ + "/var/log/messages");
+        testing::internal::CaptureStdout();
+        call();
+        const std::string text = strerror(err);
+        EXPECT_EQ(testing::internal::GetCapturedStdout(),
+                  std::string("<html><head></head><body>Error <b>") + loc + "</b>: <b>" + text +
+                      "</b> <br>Please contact the customer support. </body></html>");
+        EXPECT_EQ(records(), before + "3 Error " + loc + ": " + text + "\n");
+    }
 
     std::string base_, root_;
     std::filesystem::path old_cwd_;
