@@ -1,96 +1,237 @@
 #!/usr/bin/env bash
-# A short tour of gwadmin off the device: builds it, makes a sandbox (a folder
-# laid out like the router's file system, with stand-in tools), sends a few
-# requests the way the web server would, and shows what the program printed,
-# ran and logged. Nothing outside the sandbox folder is touched.
+# The demo: gwadmin behind a real web server, on a sandbox device.
+# Installs what is missing (scripts/deps.sh demo: the build tools, lighttpd,
+# openssl), builds build/gwadmin, makes (or restarts) the sandbox device
+# build/demo/root, and starts lighttpd on the loopback address with www/ as
+# its document root and gwadmin as /cgi-bin/gwadmin. Prints the URL once the
+# server answers.
+#
+#   bash scripts/demo.sh [--port N] [--model NAME] [--reset] [--foreground]
+#   bash scripts/demo.sh --stop
+#
+#   --port N       listen on 127.0.0.1:N (default 8080, or $GWADMIN_DEMO_PORT)
+#   --model NAME   the device model in /etc/deviceID: MX-RT-210B-KORU (no
+#                  internal modem; the first run's default), MX-RT-210B-AN-KORU,
+#                  MX-RT-210B-ISDN-KORU or MX-RT-210B-GSM-KORU
+#   --reset        start the device from the factory state, dropping what was
+#                  saved (the model stays unless --model names another)
+#   --foreground   stay in the foreground; Ctrl-C stops the server
+#   --stop         stop the demo server and exit
+#
+# A running demo server is stopped and started again. Like the router after a
+# restart, the sandbox then starts from the sets that were saved (the save
+# page, item 19); settings applied but not saved are gone.
 set -euo pipefail
 
 cd "$(dirname "$0")/.."
 repo=$(pwd)
+demo=$repo/build/demo
+root=$demo/root
+conf=$demo/lighttpd.conf
+pidfile=$demo/lighttpd.pid
 
-echo "== Checking the build tools"
-bash scripts/deps.sh
+usage() {
+    sed -n '/^#   bash scripts\/demo.sh \[/,/^#   --stop/p' "$0" | sed 's/^# \{0,1\}//' >&2
+    exit "${1:-2}"
+}
 
-echo "== Building (build/)"
-log=$(mktemp)
-if ! { cmake -S . -B build && cmake --build build -j "$(nproc 2>/dev/null || echo 2)"; } >"$log" 2>&1; then
-    cat "$log"
-    echo "The build failed." >&2
+port=${GWADMIN_DEMO_PORT:-8080}
+model=
+reset=no
+mode=background
+while [ $# -gt 0 ]; do
+    case $1 in
+        --port) [ $# -ge 2 ] || usage; port=$2; shift 2 ;;
+        --port=*) port=${1#*=}; shift ;;
+        --model) [ $# -ge 2 ] || usage; model=$2; shift 2 ;;
+        --model=*) model=${1#*=}; shift ;;
+        --reset) reset=yes; shift ;;
+        --foreground) mode=foreground; shift ;;
+        --stop) mode=stop; shift ;;
+        -h|--help) usage 0 ;;
+        *) usage ;;
+    esac
+done
+if ! [[ $port =~ ^[0-9]+$ ]] || [ "$port" -lt 1 ] || [ "$port" -gt 65535 ]; then
+    echo "demo: --port takes a number from 1 to 65535, not '$port'" >&2
+    exit 2
+fi
+
+case $model in
+    ''|MX-RT-210B-KORU|MX-RT-210B-AN-KORU|MX-RT-210B-ISDN-KORU|MX-RT-210B-GSM-KORU) ;;
+    *) echo "demo: unknown model '$model'" >&2; usage ;;
+esac
+
+# The pid of the demo's lighttpd, if it runs (a pid file left behind by a
+# server that is gone, or whose number another program now has, is ignored).
+server_pid() {
+    local pid
+    pid=$(cat "$pidfile" 2>/dev/null) || return 1
+    [[ $pid =~ ^[0-9]+$ ]] || return 1
+    tr '\0' ' ' <"/proc/$pid/cmdline" 2>/dev/null | grep -qF -- "$conf" || return 1
+    echo "$pid"
+}
+
+# alive PID: the process runs (a zombie that nobody reaped yet does not).
+alive() {
+    local state
+    state=$(sed 's/.*) //' "/proc/$1/stat" 2>/dev/null | cut -c1) || return 1
+    [ -n "$state" ] && [ "$state" != Z ]
+}
+
+stop_server() {
+    local pid
+    pid=$(server_pid) || { rm -f "$pidfile"; return 1; }
+    kill "$pid" 2>/dev/null || true
+    for _ in $(seq 50); do
+        alive "$pid" || break
+        sleep 0.1
+    done
+    ! alive "$pid" || kill -KILL "$pid" 2>/dev/null || true
+    rm -f "$pidfile"
+}
+
+# answers PORT: something accepts connections on 127.0.0.1:PORT.
+answers() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+
+# page PATH: the status line and headers of a GET on the demo server, on one
+# line.
+page() {
+    local line head=
+    exec 3<>"/dev/tcp/127.0.0.1/$port" || return 1
+    printf 'GET %s HTTP/1.0\r\nHost: 127.0.0.1\r\n\r\n' "$1" >&3
+    while read -r -t 10 line <&3; do
+        line=${line%$'\r'}
+        [ -n "$line" ] || break
+        head+="$line|"
+    done
+    exec 3<&-
+    echo "$head"
+}
+
+if [ "$mode" = stop ]; then
+    if stop_server; then echo "demo: server stopped"; else echo "demo: no demo server was running"; fi
+    exit 0
+fi
+
+echo "== Installing what is missing"
+bash scripts/deps.sh demo
+
+echo "== Building build/gwadmin"
+mkdir -p "$demo"
+if ! { cmake -S . -B build && cmake --build build --target gwadmin -j "$(nproc 2>/dev/null || echo 2)"; } >"$demo/build.log" 2>&1; then
+    cat "$demo/build.log"
+    echo "demo: the build failed" >&2
     exit 1
 fi
-rm -f "$log"
-exe="$repo/build/gwadmin"
 
-work=$(mktemp -d /tmp/gwadmin-demo-XXXXXX)
-root="$work/root"
-bash sandbox/make-sandbox.sh "$root" >/dev/null
-echo "== Sandbox (the device's \"/\"): $root"
-
-# The document root: the project's www/ when it has the start page, else a
-# small one made here.
-if [ -f www/english/intro.tmpl ]; then
-    docroot="$repo/www"
-else
-    docroot="$work/www"
-    mkdir -p "$docroot/english" "$docroot/templates"
-    printf 'Content-type: text/html\n\n<html><body><h1>gwadmin</h1><p>Start page of the router.</p></body></html>\n' \
-        >"$docroot/english/intro.tmpl"
-    printf 'Content-type: text/html\n\n<html><body><h1>{HEADLINE}</h1><pre>{MESSAGE}</pre></body></html>\n' \
-        >"$docroot/english/ccstat.tmpl"
-    printf 'Content-type: text/html\n\n<html><body><h1>{HEADLINE}</h1><p>{MESSAGE}</p></body></html>\n' \
-        >"$docroot/templates/resultpage.tmpl"
-    printf '%s\n' "netstat_head:Network status" "logstat_head:System log" "timstat_head:System time" \
-        "speich_head:Save configuration" "speich_rslt:The configuration has been saved." \
-        "rstart_head:Restart" "rstart_rslt:The router restarts now." >"$docroot/english/messages"
+if stop_server; then echo "== Stopped the running demo server"; fi
+if answers "$port"; then
+    echo "demo: something else listens on 127.0.0.1:$port; choose another port with --port N" >&2
+    exit 1
 fi
-echo "== Document root: $docroot"
 
-# request METHOD QUERY [BODY]: one CGI request, as the web server starts it.
-request() {
-    local method=$1 query=$2 body=${3:-}
-    echo
-    echo "---- $method ?$query ${body:+(body: $body)}"
-    env -i PATH=/usr/bin:/bin GWADMIN_ROOT="$root" DOCUMENT_ROOT="$docroot" \
-        REQUEST_METHOD="$method" QUERY_STRING="$query" \
-        CONTENT_TYPE=application/x-www-form-urlencoded CONTENT_LENGTH="${#body}" \
-        "$exe" <<<"$body" || echo "(exit status $?)"
+echo "== Sandbox device: $root"
+args=()
+[ -z "$model" ] || args+=(--model "$model")
+[ "$reset" = no ] || args+=(--reset)
+sh sandbox/make-sandbox.sh "${args[@]}" "$root" >/dev/null
+saved=$(cd "$root/var/persist" && echo *)
+[ "$saved" != "*" ] || saved="none (factory state)"
+echo "   model $(cat "$root/etc/deviceID"); saved sets: $saved"
+
+# gwadmin as lighttpd starts it. For a program that an alias names, lighttpd
+# passes the program's own path as DOCUMENT_ROOT (and a second DOCUMENT_ROOT
+# from setenv would come after it, where getenv does not look), so this
+# one-line starter puts the document root right.
+mkdir -p "$demo/cgi-bin"
+printf '#!/bin/sh\nexport DOCUMENT_ROOT=%s\nexec %s\n' "'$repo/www'" "'$repo/build/gwadmin'" >"$demo/cgi-bin/gwadmin"
+chmod 755 "$demo/cgi-bin/gwadmin"
+
+# The server's settings: www/ as the document root, gwadmin as the one CGI
+# program, the sandbox for it in GWADMIN_ROOT.
+cat >"$conf" <<EOF
+# Generated by scripts/demo.sh: the demo's web server.
+server.modules = ("mod_alias", "mod_setenv", "mod_cgi", "mod_accesslog")
+server.bind = "127.0.0.1"
+server.port = $port
+server.document-root = "$repo/www"
+server.pid-file = "$pidfile"
+server.errorlog = "$demo/error.log"
+accesslog.filename = "$demo/access.log"
+index-file.names = ("index.html")
+mimetype.assign = (
+    ".html" => "text/html; charset=utf-8",
+    ".css" => "text/css; charset=utf-8",
+    ".js" => "text/javascript; charset=utf-8",
+    ".png" => "image/png",
+    ".svg" => "image/svg+xml",
+    ".ico" => "image/x-icon",
+    ".txt" => "text/plain; charset=utf-8",
+    ".pem" => "application/x-pem-file",
+    ".p12" => "application/x-pkcs12",
+    "" => "application/octet-stream",
+)
+alias.url = ("/cgi-bin/gwadmin" => "$demo/cgi-bin/gwadmin")
+\$HTTP["url"] =~ "^/cgi-bin/" {
+    cgi.assign = ("" => "")
+}
+setenv.set-environment = (
+    "GWADMIN_ROOT" => "$root",
+    "PATH" => "/usr/local/bin:/usr/bin:/bin",
+)
+EOF
+
+lighttpd -tt -f "$conf" >"$demo/lighttpd.out" 2>&1 || {
+    cat "$demo/lighttpd.out" >&2
+    echo "demo: lighttpd refuses its settings ($conf)" >&2
+    exit 1
 }
 
-echo
-echo "== Requests"
-request GET "item=0"
-request GET "item=22"
-request POST "" "item=19&act=1"
-request POST "" "item=20&act=1"
+: >"$demo/error.log"
+if [ "$mode" = foreground ]; then
+    lighttpd -D -f "$conf" >>"$demo/lighttpd.out" 2>&1 &
+    pid=$!
+    # The pid file goes with this server only (a later run may have started its own).
+    forget() { [ "$(cat "$pidfile" 2>/dev/null)" != "$pid" ] || rm -f "$pidfile"; }
+    trap 'kill "$pid" 2>/dev/null; wait "$pid" 2>/dev/null; forget; echo; echo "demo: server stopped"; exit 0' INT TERM
+else
+    lighttpd -f "$conf" >>"$demo/lighttpd.out" 2>&1 || true
+    pid=
+fi
 
-show() {
-    echo
-    echo "---- $1 ($2)"
-    if [ -s "$root/$2" ]; then cat "$root/$2"; else echo "(empty)"; fi
-}
-echo
-echo "== What the requests did in the sandbox"
-show "commands gwadmin ran, as the device would run them" var/log/commands
-show "what the stand-in tools were asked" var/log/tools
-show "syslog records" var/log/messages
-show "reboots the stand-in reboot recorded" var/log/reboots
+# Ready when gwadmin answers with the start page (a page from a template has
+# a Content-Type; gwadmin's error page has none).
+ready=no
+for _ in $(seq 100); do
+    if [ "$mode" = foreground ]; then running=$pid; else running=$(server_pid || true); fi
+    if [ -n "$running" ] && alive "$running" && answers "$port" &&
+        [[ $(page '/cgi-bin/gwadmin?item=0&lang=english') == "HTTP/1."?" 200 "*"|Content-Type: text/html"* ]]; then
+        ready=yes
+        break
+    fi
+    sleep 0.1
+done
+if [ "$ready" = no ]; then
+    cat "$demo/lighttpd.out" "$demo/error.log" >&2
+    stop_server || true
+    echo "demo: the server did not come up on 127.0.0.1:$port" >&2
+    exit 1
+fi
 
 cat <<EOF
 
-== One request by hand
-The sandbox and document root above stay in place ($work).
-A request is one run of build/gwadmin with the CGI environment:
+gwadmin runs on  http://127.0.0.1:$port/
 
-  GWADMIN_ROOT=$root \\
-  DOCUMENT_ROOT=$docroot \\
-  REQUEST_METHOD=GET QUERY_STRING=item=22 \\
-  $exe
-
-For a form post, put the body on standard input:
-
-  echo -n 'item=19&act=1' | GWADMIN_ROOT=$root DOCUMENT_ROOT=$docroot \\
-  REQUEST_METHOD=POST CONTENT_TYPE=application/x-www-form-urlencoded CONTENT_LENGTH=12 $exe
-
-Then look at $root/var/log/commands and $root/var/log/messages.
-A fresh sandbox: bash sandbox/make-sandbox.sh DIR
+  sandbox device  $root
+                  (commands run: var/log/commands; log records: var/log/messages;
+                   saved sets: var/persist/)
+  server          $conf (log: $demo/error.log, $demo/access.log)
 EOF
+if [ "$mode" = foreground ]; then
+    echo "  stop            Ctrl-C"
+    wait "$pid" || true
+    forget
+else
+    echo "  stop            bash scripts/demo.sh --stop"
+fi

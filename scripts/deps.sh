@@ -1,11 +1,32 @@
 #!/usr/bin/env bash
-# Installs the build and test tools that are missing (Debian, as root):
-# cmake, make, g++, clang and GoogleTest. Does nothing when all are there.
+# Installs the packages that are missing (Debian, as root); does nothing when
+# all are there. The arguments name package sets (none: build):
+#   build   cmake, make, g++, clang, GoogleTest: building and the unit tests
+#   server  lighttpd (with its CGI module) and openssl: the web server that
+#           serves gwadmin, and the tools the sandbox's stand-ins use
+#   demo    build + server
+# Example: bash scripts/deps.sh build server
 set -euo pipefail
 
-packages=(cmake make g++ clang libgtest-dev)
+sets=("$@")
+[ ${#sets[@]} -gt 0 ] || sets=(build)
+
+packages=()
+for s in "${sets[@]}"; do
+    case $s in
+        build) packages+=(cmake make g++ clang libgtest-dev) ;;
+        server) packages+=(lighttpd openssl) ;;
+        demo) packages+=(cmake make g++ clang libgtest-dev lighttpd openssl) ;;
+        *)
+            echo "deps: unknown package set '$s' (build, server, demo)" >&2
+            exit 2
+            ;;
+    esac
+done
+
 missing=()
 for p in "${packages[@]}"; do
+    case " ${missing[*]} " in *" $p "*) continue ;; esac
     if ! dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed'; then
         missing+=("$p")
     fi
@@ -23,5 +44,28 @@ if [ "$(id -u)" -ne 0 ]; then
     fi
 fi
 export DEBIAN_FRONTEND=noninteractive
+
+# Installing lighttpd would start Debian's own lighttpd service on port 80.
+# The project starts its own server on the loopback address, so services are
+# kept from starting during the installation (unless the machine already has
+# a policy for that).
+policy=/usr/sbin/policy-rc.d
+made_policy=no
+case " ${missing[*]} " in
+    *" lighttpd "*)
+        if [ ! -e "$policy" ]; then
+            trap '"${as_root[@]}" rm -f "$policy"' EXIT
+            printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
+            "${as_root[@]}" chmod 755 "$policy"
+            made_policy=yes
+        fi
+        ;;
+esac
+
 "${as_root[@]}" apt-get update -q </dev/null
 "${as_root[@]}" apt-get install -y -q --no-install-recommends "${missing[@]}" </dev/null
+
+if [ "$made_policy" = yes ]; then
+    "${as_root[@]}" rm -f "$policy"
+    trap - EXIT
+fi
