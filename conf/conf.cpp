@@ -99,15 +99,11 @@ char* conf_get(const char* wanted, char* out, size_t size, const char* file)
         return out;
     }
     char line[LINE_SIZE];
-    while (fgets(line, sizeof line, f)) {
-        char* save = nullptr;
-        const char* line_key = strtok_r(line, "=", &save);
-        if (!line_key || strncmp(line_key, key, strlen(line_key)) != 0)
-            continue;
+    char* save = nullptr;
+    if (aux_keyed_line(f, line, sizeof line, key, "=", &save)) {
         const char* value = strtok_r(nullptr, "'", &save);
         if (value && value[0] != '\n')
             copy_cut(out, size, value, strlen(value));
-        break;
     }
     fclose(f);
     return out;

@@ -21,6 +21,16 @@ void aux_error(const char* location, int error)
     dev_syslog(LOG_ERR, "Error %s: %s", location, text);
 }
 
+bool aux_keyed_line(FILE* f, char* line, int size, const char* key, const char* separator, char** save)
+{
+    while (fgets(line, size, f)) {
+        const char* line_key = strtok_r(line, separator, save);
+        if (line_key && strncmp(line_key, key, strlen(line_key)) == 0)
+            return true;
+    }
+    return false;
+}
+
 char* aux_message(const char* key, char* out)
 {
     char path[64];
@@ -32,16 +42,12 @@ char* aux_message(const char* key, char* out)
     }
     out[0] = '\0';
     char line[AUX_MESSAGE_SIZE];
-    while (fgets(line, sizeof line, f)) {
-        char* save = nullptr;
-        const char* line_key = strtok_r(line, ":", &save);
-        if (!line_key || strncmp(line_key, key, strlen(line_key)) != 0)
-            continue;
+    char* save = nullptr;
+    if (aux_keyed_line(f, line, sizeof line, key, ":", &save)) {
         if (const char* text = strtok_r(nullptr, ":", &save)) {
             strncpy(out, text, AUX_MESSAGE_SIZE - 1);
             out[AUX_MESSAGE_SIZE - 1] = '\0';
         }
-        break;
     }
     fclose(f);
     return out;

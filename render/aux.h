@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
 #include <ctime>
 
 constexpr size_t AUX_MESSAGE_SIZE = 512;  // a message line
@@ -12,6 +13,12 @@ constexpr size_t AUX_DATETIME_SIZE = 21;  // "dd.mm.yyyy, hh:mm:ss"
 // Prints the error page for a failure site ("in file conf line 36") and
 // records it at LOG_ERR. The program goes on.
 void aux_error(const char* location, int error);
+
+// Reads f up to the first line whose key (its text up to the first separator,
+// leading separators skipped) is a prefix of the key asked for: a line "IP"
+// answers for "IPADDR". Returns whether one was found; line holds it and
+// save points behind its key, ready for strtok_r(nullptr, ..., save).
+bool aux_keyed_line(FILE* f, char* line, int size, const char* key, const char* separator, char** save);
 
 // The message text for key from "<lang>/messages" into out (AUX_MESSAGE_SIZE
 // bytes): the empty text when no line matches, none when the file is missing.

@@ -10,10 +10,15 @@
 
 namespace {
 
-// Reads a whole file into a new text; on failure reports at the given
-// allocation location and returns none.
-char* read_whole(FILE* f, const char* alloc_location)
+// A whole file as a new text; a file that cannot be opened or held is
+// reported at its location and gives none.
+char* read_whole(const char* path, const char* open_location, const char* alloc_location)
 {
+    FILE* f = path ? fopen(path, "r") : nullptr;
+    if (!f) {
+        aux_error(open_location, path ? errno : EINVAL);
+        return nullptr;
+    }
     long size = -1;
     if (fseek(f, 0, SEEK_END) == 0)
         size = ftell(f);
@@ -21,10 +26,11 @@ char* read_whole(FILE* f, const char* alloc_location)
     char* text = size < 0 ? nullptr : static_cast<char*>(calloc(size_t(size) + 1, 1));
     if (!text) {
         aux_error(alloc_location, size < 0 ? errno : ENOMEM);
-        return nullptr;
+    } else {
+        size_t got = fread(text, 1, size_t(size), f);
+        text[got] = '\0';
     }
-    size_t got = fread(text, 1, size_t(size), f);
-    text[got] = '\0';
+    fclose(f);
     return text;
 }
 
@@ -32,13 +38,7 @@ char* read_whole(FILE* f, const char* alloc_location)
 
 int tmpl_load(const char* path)
 {
-    FILE* f = path ? fopen(path, "r") : nullptr;
-    if (!f) {
-        aux_error("in file tmpl line 25", path ? errno : EINVAL);
-        return -1;
-    }
-    char* text = read_whole(f, "in file tmpl line 38");
-    fclose(f);
+    char* text = read_whole(path, "in file tmpl line 25", "in file tmpl line 38");
     if (!text)
         return -1;
     free(g_request.page);
@@ -86,13 +86,7 @@ int tmpl_insert_file(const char* placeholder, const char* path)
 {
     if (!g_request.page || !placeholder || !strstr(g_request.page, placeholder))
         return 0;
-    FILE* f = path ? fopen(path, "r") : nullptr;
-    if (!f) {
-        aux_error("in file tmpl line 99", path ? errno : EINVAL);
-        return -1;
-    }
-    char* content = read_whole(f, "in file tmpl line 110");
-    fclose(f);
+    char* content = read_whole(path, "in file tmpl line 99", "in file tmpl line 110");
     if (!content)
         return -1;
     tmpl_replace(placeholder, content);
