@@ -63,10 +63,12 @@ int gwadmin_main(int argc, char** argv)
 {
     if (dev_init() != 0)
         return 1;
-    if (const char* root = getenv("DOCUMENT_ROOT"))
-        if (chdir(root) != 0) {
-            // Templates are then looked up from where the server started us.
-        }
+    // Templates and messages are found relative to the document root (where
+    // it cannot be entered, relative to where the server started the program).
+    if (const char* root = getenv("DOCUMENT_ROOT")) {
+        int entered = chdir(root);
+        (void)entered;
+    }
     if (http_parse(argc, argv) < 0)
         return 1;
 
