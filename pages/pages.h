@@ -14,6 +14,16 @@ int cdebug_show();
 int cdhcps_act();   // DHCP server
 int cdhcps_show();
 
+// wan: routing and firewall
+int statrt_act();   // static routes and default gateway
+int statrt_show();
+int portfw_act();   // port forwarding
+int portfw_show();
+int portfi_act();   // port filter
+int portfi_show();
+int fwruls_act();   // firewall rules
+int fwruls_show();
+
 // wan: maintenance
 int update_act();   // firmware-update settings
 int update_show();

@@ -6,6 +6,8 @@
 #include <cstddef>
 #include <string>
 
+#include "conf/conf.h"
+
 constexpr size_t PAGE_BUFFER = 2048;  // the usual message and value buffer
 
 // ---- result page -----------------------------------------------------------
@@ -104,3 +106,23 @@ int list_show(const char* file, const ListField& field);
 // Replaces the field's entries by the submitted ones; old_count is the count
 // the page read before.
 int list_store(const char* file, const ListField& field, int old_count);
+
+// A table of fields of one list: stored field by field with the count read
+// before the first (each store writes the count, so the last field's stays),
+// shown field by field.
+template <size_t N>
+void list_store_all(const char* file, const ListField (&fields)[N])
+{
+    int old_count = conf_list_count(fields[0].list, file);
+    for (const ListField& f : fields)
+        list_store(file, f, old_count);
+}
+
+template <size_t N>
+int list_show_all(const char* file, const ListField (&fields)[N])
+{
+    for (const ListField& f : fields)
+        if (list_show(file, f) != 0)
+            return -1;
+    return 0;
+}

@@ -11,8 +11,12 @@ constexpr const char* NAMES = "name.config";
 
 const TextField FORWARDER[] = {{"Forwarder", "DNS_FORWARDERS", "{FORWARDER}"}};
 
-const ListField HOST_NAME = {"HOST", "NAME", "hostlist", "{HOSTOPTIONS}", "{HOSTLIST}", 25, "in file cccdns line 36"};
-const ListField HOST_IP = {"HOST", "IP", "iplist", "{IPOPTIONS}", "{IPLIST}", 15, "in file cccdns line 54"};
+const ListField HOSTS[] = {
+    {"HOST", "NAME", "hostlist", "{HOSTOPTIONS}", "{HOSTLIST}", 25, "in file cccdns line 36"},
+    {"HOST", "IP", "iplist", "{IPOPTIONS}", "{IPLIST}", 15, "in file cccdns line 54"},
+};
+const ListField& HOST_NAME = HOSTS[0];
+const ListField& HOST_IP = HOSTS[1];
 
 }  // namespace
 
@@ -30,7 +34,5 @@ int cccdns_act()
 int cccdns_show()
 {
     show_texts(NAMES, FORWARDER);
-    if (list_show(NAMES, HOST_NAME) != 0 || list_show(NAMES, HOST_IP) != 0)
-        return -1;
-    return 0;
+    return list_show_all(NAMES, HOSTS);
 }
