@@ -13,7 +13,12 @@ var MENU = [
     { item: 37, en: "DHCP server", de: "DHCP-Server" },
     { item: 6, en: "System log", de: "Systemprotokoll" }
   ] },
-  { en: "WAN, dial and firewall", de: "WAN, Einwahl und Firewall", pages: [] },
+  { en: "WAN, dial and firewall", de: "WAN, Einwahl und Firewall", pages: [
+    { item: 30, en: "Static routes", de: "Statische Routen" },
+    { item: 31, en: "Port forwarding", de: "Portweiterleitung" },
+    { item: 18, en: "Port filter", de: "Portfilter" },
+    { item: 36, en: "Firewall rules", de: "Firewallregeln" }
+  ] },
   { en: "VPN and certificates", de: "VPN und Zertifikate", pages: [] },
   { en: "Status and time", de: "Status und Zeit", pages: [
     { item: 2, en: "Time", de: "Uhrzeit" },
@@ -276,5 +281,6 @@ document.addEventListener("DOMContentLoaded", function () {
         function (el) { el.disabled = !on; });
     };
     ctl.addEventListener("change", update);
+    update();  /* the fields follow what the control shows from the start */
   });
 });
