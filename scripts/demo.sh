@@ -7,7 +7,8 @@
 # server answers.
 #
 #   bash scripts/demo.sh [--port N] [--model NAME] [--reset] [--foreground]
-#   bash scripts/demo.sh --stop
+#                        [--dir DIR] [--build DIR]
+#   bash scripts/demo.sh [--dir DIR] --stop
 #
 #   --port N       listen on 127.0.0.1:N (default 8080, or $GWADMIN_DEMO_PORT)
 #   --model NAME   the device model in /etc/deviceID: MX-RT-210B-KORU (no
@@ -15,6 +16,12 @@
 #                  MX-RT-210B-ISDN-KORU or MX-RT-210B-GSM-KORU
 #   --reset        start the device from the factory state, dropping what was
 #                  saved (the model stays unless --model names another)
+#   --dir DIR      keep the demo's state in DIR instead of build/demo (also
+#                  $GWADMIN_DEMO_DIR): the sandbox device DIR/root, the server's
+#                  settings, logs and pid file. Each folder has a server of its
+#                  own; --stop stops the one of its folder.
+#   --build DIR    the build folder of gwadmin (default build, or
+#                  $GWADMIN_DEMO_BUILD)
 #   --foreground   stay in the foreground; Ctrl-C stops the server
 #   --stop         stop the demo server and exit
 #
@@ -25,10 +32,6 @@ set -euo pipefail
 
 cd "$(dirname "$0")/.."
 repo=$(pwd)
-demo=$repo/build/demo
-root=$demo/root
-conf=$demo/lighttpd.conf
-pidfile=$demo/lighttpd.pid
 
 usage() {
     sed -n '/^#   bash scripts\/demo.sh \[/,/^#   --stop/p' "$0" | sed 's/^# \{0,1\}//' >&2
@@ -36,6 +39,8 @@ usage() {
 }
 
 port=${GWADMIN_DEMO_PORT:-8080}
+demo=${GWADMIN_DEMO_DIR:-build/demo}
+build=${GWADMIN_DEMO_BUILD:-build}
 model=
 reset=no
 mode=background
@@ -45,6 +50,10 @@ while [ $# -gt 0 ]; do
         --port=*) port=${1#*=}; shift ;;
         --model) [ $# -ge 2 ] || usage; model=$2; shift 2 ;;
         --model=*) model=${1#*=}; shift ;;
+        --dir) [ $# -ge 2 ] || usage; demo=$2; shift 2 ;;
+        --dir=*) demo=${1#*=}; shift ;;
+        --build) [ $# -ge 2 ] || usage; build=$2; shift 2 ;;
+        --build=*) build=${1#*=}; shift ;;
         --reset) reset=yes; shift ;;
         --foreground) mode=foreground; shift ;;
         --stop) mode=stop; shift ;;
@@ -56,6 +65,13 @@ if ! [[ $port =~ ^[0-9]+$ ]] || [ "$port" -lt 1 ] || [ "$port" -gt 65535 ]; then
     echo "demo: --port takes a number from 1 to 65535, not '$port'" >&2
     exit 2
 fi
+
+[ -n "$demo" ] && [ -n "$build" ] || usage
+case $demo in /*) ;; *) demo=$repo/$demo ;; esac
+case $build in /*) ;; *) build=$repo/$build ;; esac
+root=$demo/root
+conf=$demo/lighttpd.conf
+pidfile=$demo/lighttpd.pid
 
 case $model in
     ''|MX-RT-210B-KORU|MX-RT-210B-AN-KORU|MX-RT-210B-ISDN-KORU|MX-RT-210B-GSM-KORU) ;;
@@ -110,16 +126,16 @@ page() {
 }
 
 if [ "$mode" = stop ]; then
-    if stop_server; then echo "demo: server stopped"; else echo "demo: no demo server was running"; fi
+    if stop_server; then echo "demo: server stopped"; else echo "demo: no demo server was running in $demo"; fi
     exit 0
 fi
 
 echo "== Installing what is missing"
 bash scripts/deps.sh demo
 
-echo "== Building build/gwadmin"
+echo "== Building $build/gwadmin"
 mkdir -p "$demo"
-if ! { cmake -S . -B build && cmake --build build --target gwadmin -j "$(nproc 2>/dev/null || echo 2)"; } >"$demo/build.log" 2>&1; then
+if ! { cmake -S . -B "$build" && cmake --build "$build" --target gwadmin -j "$(nproc 2>/dev/null || echo 2)"; } >"$demo/build.log" 2>&1; then
     cat "$demo/build.log"
     echo "demo: the build failed" >&2
     exit 1
@@ -145,7 +161,7 @@ echo "   model $(cat "$root/etc/deviceID"); saved sets: $saved"
 # from setenv would come after it, where getenv does not look), so this
 # one-line starter puts the document root right.
 mkdir -p "$demo/cgi-bin"
-printf '#!/bin/sh\nexport DOCUMENT_ROOT=%s\nexec %s\n' "'$repo/www'" "'$repo/build/gwadmin'" >"$demo/cgi-bin/gwadmin"
+printf '#!/bin/sh\nexport DOCUMENT_ROOT=%s\nexec %s\n' "'$repo/www'" "'$build/gwadmin'" >"$demo/cgi-bin/gwadmin"
 chmod 755 "$demo/cgi-bin/gwadmin"
 
 # The server's settings: www/ as the document root, gwadmin as the one CGI
@@ -233,5 +249,6 @@ if [ "$mode" = foreground ]; then
     wait "$pid" || true
     forget
 else
-    echo "  stop            bash scripts/demo.sh --stop"
+    if [ "$demo" = "$repo/build/demo" ]; then stop=; else stop=" --dir $demo"; fi
+    echo "  stop            bash scripts/demo.sh$stop --stop"
 fi

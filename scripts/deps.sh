@@ -5,6 +5,9 @@
 #   server  lighttpd (with its CGI module) and openssl: the web server that
 #           serves gwadmin, and the tools the sandbox's stand-ins use
 #   demo    build + server
+#   browser Chromium for the browser tests (tests/browser), and Node.js with
+#           npm where the machine has no node or npm command yet (a Node.js
+#           installed outside Debian's packages is used as it is)
 # Example: bash scripts/deps.sh build server
 set -euo pipefail
 
@@ -17,8 +20,13 @@ for s in "${sets[@]}"; do
         build) packages+=(cmake make g++ clang libgtest-dev) ;;
         server) packages+=(lighttpd openssl) ;;
         demo) packages+=(cmake make g++ clang libgtest-dev lighttpd openssl) ;;
+        browser)
+            packages+=(chromium)
+            command -v node >/dev/null 2>&1 || packages+=(nodejs)
+            command -v npm >/dev/null 2>&1 || packages+=(npm)
+            ;;
         *)
-            echo "deps: unknown package set '$s' (build, server, demo)" >&2
+            echo "deps: unknown package set '$s' (build, server, demo, browser)" >&2
             exit 2
             ;;
     esac

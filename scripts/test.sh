@@ -5,8 +5,12 @@
 #                 suite again, the parser stress test (parser_stress) included
 #   build-clang/  clang++ with -Werror: must compile warning-free; its suite runs
 #   build-device/ the device build (-DGWADMIN_DEVICE=ON): compiled, never run
-# Ends with the line "N passed, M failed": ctest tests passed over all runs,
-# and tests (plus build steps) that failed. Exits non-zero on any failure.
+# Then the browser tests (tests/browser/run.sh): the default build's gwadmin
+# on a demo server of their own (port 8091 or the next free one, state in
+# build/browser/), driven in headless Chromium.
+# Ends with the line "N passed, M failed": ctest and browser tests passed over
+# all runs, and tests (plus build steps) that failed. Exits non-zero on any
+# failure.
 #
 # GWADMIN_BUILD_PREFIX=name puts the builds in name/, name-asan/, ... instead.
 set -uo pipefail
@@ -110,6 +114,42 @@ fi
 # 4. The device build compiles; it is never run here (it would use the host's
 # real paths and tools).
 configure_and_build "device" "$prefix-device" -DGWADMIN_DEVICE=ON
+
+# 5. The browser tests, on the default build's gwadmin. The runner installs
+# Chromium and the node modules, starts and stops its own demo server, and
+# leaves the runner's TAP report (counted here) in $prefix/browser/.
+run_browser() {
+    local dir="$repo/$prefix/browser"
+    step "browser: tests in headless Chromium"
+    if [ ! -x "$prefix/gwadmin" ]; then
+        problem "browser: no $prefix/gwadmin to test"
+        return 1
+    fi
+    GWADMIN_BROWSER_DIR=$dir GWADMIN_DEMO_BUILD=$prefix bash tests/browser/run.sh
+    local status=$?
+    local tap="$dir/results.tap"
+    if [ ! -s "$tap" ]; then
+        problem "browser: the tests did not run (status $status)"
+        return 1
+    fi
+    local ok fail cancelled
+    ok=$(grep -E '^# pass [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
+    fail=$(grep -E '^# fail [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
+    cancelled=$(grep -E '^# cancelled [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
+    ok=${ok:-0}
+    fail=$((${fail:-0} + ${cancelled:-0}))
+    passed=$((passed + ok))
+    failed=$((failed + fail))
+    echo "browser: $ok tests passed, $fail failed"
+    if [ "$fail" -gt 0 ]; then
+        problems+=("browser: $fail tests failed")
+    elif [ "$ok" -eq 0 ]; then
+        problem "browser: no test ran"
+    elif [ "$status" -ne 0 ]; then
+        problem "browser: the runner exited with status $status"
+    fi
+}
+run_browser
 
 elapsed=$(($(date +%s) - started))
 echo

@@ -1,0 +1,137 @@
+#!/usr/bin/env bash
+# gwadmin's pages in headless Chromium: installs what is missing (Chromium,
+# Node.js and npm: scripts/deps.sh browser; the node modules: npm ci), starts
+# a demo server of its own (scripts/demo.sh with its own state folder and
+# port, so a demo that a user runs is never touched), runs the tests with
+# node's test runner and stops the server again, whatever happens.
+#
+#   bash tests/browser/run.sh [TEST FILE...]   (default: every tests/*.test.mjs;
+#                                              a file is named from where you
+#                                              are, or from tests/browser/)
+#
+# Environment:
+#   GWADMIN_BROWSER_DIR   where the run keeps its state (default build/browser):
+#                         demo/ (the server's settings and logs, the sandbox
+#                         device demo/root), screenshots/ (one picture per
+#                         page visited), results.tap (the runner's TAP report)
+#   GWADMIN_BROWSER_PORT  the server's port on 127.0.0.1 (default: the first
+#                         free one from 8091 on)
+#   GWADMIN_DEMO_BUILD    the build folder whose gwadmin is served (default build)
+#   CHROMIUM              the browser (default /usr/bin/chromium)
+# Ends with "browser: N passed, M failed"; exits non-zero when a test failed or
+# the run could not start.
+set -uo pipefail
+
+caller=$(pwd)
+cd "$(dirname "$0")"
+repo=$(cd ../.. && pwd)
+out=${GWADMIN_BROWSER_DIR:-$repo/build/browser}
+case $out in /*) ;; *) out=$repo/$out ;; esac
+build=${GWADMIN_DEMO_BUILD:-build}
+tap=$out/results.tap
+demo_dir=$out/demo
+
+fail_setup() {
+    echo "browser: $1" >&2
+    echo "browser: 0 passed, 1 failed"
+    exit 1
+}
+
+mkdir -p "$out" || fail_setup "cannot make $out"
+rm -f "$tap"
+rm -rf "$out/screenshots"
+mkdir -p "$out/screenshots"
+
+bash "$repo/scripts/deps.sh" browser || fail_setup "could not install Chromium, Node.js or npm"
+node_major=$(node -p 'process.versions.node.split(".")[0]' 2>/dev/null)
+[ "${node_major:-0}" -ge 20 ] || fail_setup "the tests need Node.js 20 or later, not $(node --version 2>&1)"
+
+# The node modules, installed again only when the lock file changed.
+stamp=node_modules/.gwadmin-installed-lock
+if ! cmp -s package-lock.json "$stamp"; then
+    echo "browser: npm ci"
+    PLAYWRIGHT_SKIP_BROWSER_DOWNLOAD=1 npm ci --no-audit --no-fund || fail_setup "npm ci failed"
+    cp package-lock.json "$stamp"
+fi
+
+# answers PORT: something accepts connections on 127.0.0.1:PORT.
+answers() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
+
+# A demo server left over by an interrupted run of this folder goes first, so
+# that its port is free again.
+bash "$repo/scripts/demo.sh" --dir "$demo_dir" --stop >/dev/null 2>&1
+
+port=${GWADMIN_BROWSER_PORT:-}
+if [ -z "$port" ]; then
+    for p in $(seq 8091 8140); do
+        if ! answers "$p"; then port=$p; break; fi
+    done
+    [ -n "$port" ] || fail_setup "no free port from 8091 to 8140"
+fi
+
+# The server stops however the run ends; an interrupted run ends the test
+# runner first (it closes its browsers).
+node_pid=
+stop_server() { bash "$repo/scripts/demo.sh" --dir "$demo_dir" --stop >/dev/null 2>&1; }
+interrupted() {
+    if [ -n "$node_pid" ]; then
+        kill -TERM "$node_pid" 2>/dev/null
+        wait "$node_pid" 2>/dev/null
+    fi
+    exit "$1"
+}
+trap stop_server EXIT
+trap 'interrupted 130' INT
+trap 'interrupted 143' TERM
+
+echo "browser: starting the demo server on 127.0.0.1:$port ($demo_dir)"
+if ! bash "$repo/scripts/demo.sh" --dir "$demo_dir" --build "$build" --port "$port" --reset \
+    >"$out/demo.log" 2>&1; then
+    cat "$out/demo.log" >&2
+    fail_setup "the demo server did not start"
+fi
+
+# Test files named from where the runner was started, or from tests/browser/.
+files=()
+for f in "$@"; do
+    case $f in
+        /*) files+=("$f") ;;
+        *) if [ -e "$caller/$f" ]; then files+=("$caller/$f"); else files+=("$f"); fi ;;
+    esac
+done
+if [ ${#files[@]} -eq 0 ]; then
+    files=(tests/*.test.mjs)
+fi
+
+export GWADMIN_URL=http://127.0.0.1:$port
+export GWADMIN_SANDBOX=$demo_dir/root
+export GWADMIN_SCREENSHOTS=$out/screenshots
+export GWADMIN_REPO=$repo
+
+# One test file at a time: they share the server and its sandbox. A readable
+# report goes to the terminal, the TAP report (for the counts) to results.tap.
+node --test --test-concurrency=1 \
+    --test-reporter=spec --test-reporter-destination=stdout \
+    --test-reporter=tap --test-reporter-destination="$tap" \
+    "${files[@]}" &
+node_pid=$!
+wait "$node_pid"
+status=$?
+node_pid=
+
+count() {
+    local n
+    n=$(grep -E "^# $1 [0-9]+$" "$tap" 2>/dev/null | tail -n 1 | grep -oE '[0-9]+')
+    echo "${n:-0}"
+}
+pass=$(count pass)
+fail=$(($(count fail) + $(count cancelled)))
+if [ ! -s "$tap" ] || { [ "$pass" -eq 0 ] && [ "$fail" -eq 0 ]; }; then
+    fail_setup "the test runner ran no test (status $status)"
+fi
+if [ "$status" -ne 0 ] && [ "$fail" -eq 0 ]; then
+    fail=1
+fi
+echo "browser: screenshots in $out/screenshots"
+echo "browser: $pass passed, $fail failed"
+[ "$status" -eq 0 ] && [ "$fail" -eq 0 ]
