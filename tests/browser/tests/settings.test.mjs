@@ -286,3 +286,46 @@ test("time: NTP mode with two servers, a zone and the time service; kept on reop
   assert.doesNotMatch(commands, /date -s/);
   await closePage(page);
 });
+
+test("firewall rules: a table of rules edited, reordered, applied and shown again in order", async () => {
+  const page = await newPage(browser);
+  await openItem(page, 36);
+  const columns = ["actlist", "srchostlist", "dsthostlist", "protlist", "srcportlist", "dstportlist"];
+  const rows = async () => {
+    const cols = [];
+    for (const c of columns) cols.push(await optionTexts(page, `select[data-list=${c}]`));
+    return cols[0].map((_, i) => cols.map((col) => col[i]).join(" "));
+  };
+  const rule = async (act, src, dst, prot, sport, dport, button = "add") => {
+    await page.selectOption("#actinput", act);
+    await page.fill("#srchostinput", src);
+    await page.fill("#dsthostinput", dst);
+    await page.selectOption("#protinput", prot);
+    await page.fill("#srcportinput", sport);
+    await page.fill("#dstportinput", dport);
+    await page.click(`.listedit button[data-action=${button}]`);
+  };
+  await rule("accept", "any", "192.168.0.10", "tcp", "any", "22");
+  await rule("drop", "10.0.0.5", "any", "udp", "any", "53");
+  await rule("reject", "any", "any", "all", "any", "any");
+  // The third rule moves to the top; the (now) second one is replaced.
+  await page.selectOption("select[data-list=dstportlist]", { index: 2 });
+  await page.click(".listedit button[data-action=up]");
+  await page.click(".listedit button[data-action=up]");
+  await page.selectOption("select[data-list=actlist]", { index: 1 });
+  await rule("accept", "any", "192.168.0.11", "tcp", "any", "443", "replace");
+  const expected = ["reject any any all any any", "accept any 192.168.0.11 tcp any 443",
+    "drop 10.0.0.5 any udp any 53"];
+  assert.deepEqual(await rows(), expected);
+  await shot(page, "fwruls-editing");
+  await submit(page);
+  assert.equal(await headline(page), "Firewall rules stored");
+
+  await openItem(page, 36);
+  assert.deepEqual(await rows(), expected);
+  const rules = config("spec.config");
+  assert.equal(rules.FW_RULES_N, "3");
+  assert.deepEqual([rules.FW_RULES_1_ACT, rules.FW_RULES_2_DSTPORT, rules.FW_RULES_3_SRCHOST],
+    ["reject", "443", "10.0.0.5"]);
+  await closePage(page);
+});
