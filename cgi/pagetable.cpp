@@ -55,10 +55,10 @@ const PageEntry PAGE_TABLE[PAGE_COUNT] = {
     /* 43 */ {"ccstat", logstat_show, logstat_show},
     /* 44 */ {"ccstat", timstat_show, timstat_show},
     /* 45 */ {"ospf", nullptr, nullptr},
-    /* 46 */ {"ovpn", nullptr, nullptr},
+    /* 46 */ {"ovpn", ccovpn_act, ccovpn_show},
     /* 47 */ {"user", nullptr, nullptr},
     /* 48 */ {"distat", nullptr, nullptr},
-    /* 49 */ {"ovpnstatus", nullptr, nullptr},
+    /* 49 */ {"ovpnstatus", ovpnstatus_show, ovpnstatus_show},
 };
 
 const PageEntry NO_PAGE = {"", nullptr, nullptr};

@@ -31,6 +31,11 @@ int rstart_act();   // restart (the reboot follows the page)
 int facdef_act();   // factory defaults
 int speich_act();   // save the configuration (shown and applied alike)
 
+// vpn
+int ccovpn_act();   // OpenVPN settings
+int ccovpn_show();
+int ovpnstatus_show();  // OpenVPN status (shown and applied alike)
+
 // status
 int cctime_act();   // time and NTP
 int cctime_show();
