@@ -79,6 +79,10 @@ std::string dev_sandbox_command(const char* command, const std::string& root)
 
 std::string sh_quote(const char* text)
 {
+    // An empty text gives no word at all, as it would standing bare in the
+    // command's format.
+    if (!text || !*text)
+        return std::string();
     std::string out = "'";
     for (const char* p = text ? text : ""; *p; ++p) {
         if (*p == '\'')

@@ -37,7 +37,8 @@ int dev_pclose(FILE* pipe);
 void dev_syslog(int level, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 // The text as one single-quoted shell word: the shell hands it to the tool
-// byte for byte, whatever it contains.
+// byte for byte, whatever it contains. The empty text gives the empty text,
+// so a tool receives exactly the words it would without quoting.
 std::string sh_quote(const char* text);
 
 // The command text the sandbox hands to /bin/sh: every blank-separated word

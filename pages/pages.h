@@ -35,6 +35,16 @@ int speich_act();   // save the configuration (shown and applied alike)
 int ccovpn_act();   // OpenVPN settings
 int ccovpn_show();
 int ovpnstatus_show();  // OpenVPN status (shown and applied alike)
+int cvpnca_act();   // certificate authority: make a certificate
+int cvpnca_show();
+int mgcert_act();   // certificate management: revoke or revalidate
+int mgcert_show();
+// The authority page's mode selector and trace operations; kept with the
+// module, called by no page.
+void read_vpnca_mode();
+void read_caman_settings();
+void read_certgen_settings();
+void read_certman_settings();
 
 // status
 int cctime_act();   // time and NTP

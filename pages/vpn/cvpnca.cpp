@@ -1,0 +1,224 @@
+// Certificate authority (item 26): the subject of the next certificate is
+// written into the client template through a scratch copy, then the device's
+// cert tool makes a root, gateway or peer certificate from it.
+#include <cstdio>
+#include <cstring>
+#include <string>
+#include <syslog.h>
+
+#include "cgi/http.h"
+#include "conf/conf.h"
+#include "device/device.h"
+#include "pages/countries.h"
+#include "pages/pages.h"
+#include "render/aux.h"
+#include "render/pagehelp.h"
+#include "render/tmpl.h"
+
+namespace {
+
+constexpr const char* CLIENT_TEMPLATE = "/tmp/certs/config/VPNClient.config";
+constexpr const char* SERVER_TEMPLATE = "/tmp/certs/config/VPNServer.config";
+constexpr const char* CA_TEMPLATE = "/tmp/certs/config/RouterCA.config";
+constexpr const char* SCRATCH = "/tmp/tmpcert.config";
+constexpr int LINE_SIZE = 1024;
+
+// A subject line: the key searched, the line written (the name padded so the
+// "=" stands in the 33rd column), the form field and the placeholder shown.
+struct SubjectLine {
+    const char* key;
+    const char* written;
+    const char* form;
+    const char* placeholder;
+};
+const SubjectLine SUBJECT[] = {
+    {"commonName_default", "commonName_default              = ", "common", nullptr},
+    {"organizationalUnitName_default", "organizationalUnitName_default  = ", "org_unit", "{ORGUNIT}"},
+    {"organizationName_default", "0.organizationName_default      = ", "orga", "{ORG}"},
+    {"localityName_default", "localityName_default            = ", "locatio", "{LOCATION}"},
+    {"stateOrProvinceName_default", "stateOrProvinceName_default     = ", "region", "{REGION}"},
+    {"emailAddress_default", "emailAddress_default            = ", "email", "{EMAIL}"},
+    {"countryName_default", "countryName_default             = ", "country", "{COUNTRYOPTS}"},
+};
+constexpr int COUNTRY_LINE = 6;
+
+struct Mode {
+    const char* name;
+    const char* label;
+};
+const Mode CA_MODES[] = {
+    {"certman", "Zertifikate verwalten"},
+    {"certgen", "Neues Zertifikat ausstellen"},
+    {"caman", "Zertifizierungsstelle verwalten"},
+};
+
+// A form value as one line of the OpenSSL configuration.
+std::string one_line(const char* value)
+{
+    std::string out;
+    for (const char* p = value; *p; ++p)
+        if (*p != '\n' && *p != '\r')
+            out += *p;
+    return out;
+}
+
+// Runs a command and logs its status under the given text.
+void run_logged(const std::string& command, const char* log_format)
+{
+    int status = dev_system(command.c_str());
+    dev_syslog(LOG_INFO, log_format, status);
+}
+
+std::string move_scratch_to(const char* target)
+{
+    return std::string("/usr/bin/sudo /bin/mv -f ") + SCRATCH + " " + target;
+}
+
+std::string chown_admin(const char* file) { return std::string("/usr/bin/sudo /bin/chown admin:admin ") + file; }
+
+// The certificate the form asks for, made from the scratch copy.
+void generate(const char* type)
+{
+    std::string so_pass = sh_quote(http_var("so_pass"));
+    std::string su_pass = sh_quote(http_var("su_pass"));
+    if (strcmp(type, "peer") == 0) {
+        run_logged(move_scratch_to(CLIENT_TEMPLATE), "certificate generation: mv_tmp_peer returns %d");
+        run_logged(chown_admin(SERVER_TEMPLATE), "certificate generation: chown returns %d");
+        run_logged("/usr/bin/sudo /usr/sbin/cert gen peer " + so_pass + " " + su_pass,
+                   "certificate generation: cert_gen_peer returns %d");
+        run_logged("/usr/bin/sudo /bin/cp /tmp/certs/vpnpeer.p12 /home/httpd/vpnpeer.p12",
+                   "certificate generation: cp returns %d");
+    } else if (strcmp(type, "gate") == 0) {
+        run_logged(move_scratch_to(SERVER_TEMPLATE), "certificate generation: mv_tmp_gate returns %d");
+        run_logged(chown_admin(SERVER_TEMPLATE), "certificate generation: chown returns %d");
+        run_logged("/usr/bin/sudo /usr/sbin/cert gen gateway " + so_pass + " " + su_pass,
+                   "certificate generation: cert_gen_gateway returns %d");
+    } else if (strcmp(type, "auth") == 0) {
+        run_logged("/usr/bin/sudo /bin/rm /tmp/cert/*", "certificate generation: mv_tmp_auth returns %d");
+        run_logged(move_scratch_to(CA_TEMPLATE), "certificate generation: mv_tmp_auth returns %d");
+        run_logged(chown_admin(CA_TEMPLATE), "certificate generation: chown returns %d");
+        run_logged("/usr/bin/sudo /usr/sbin/cert gen root " + so_pass, "certificate generation: cert_gen_root returns %d");
+    }
+}
+
+// The text two characters after the line's first "=", its last character
+// (the end of line) dropped.
+std::string value_after_equals(char* line)
+{
+    size_t len = strlen(line);
+    if (len > 0)
+        line[len - 1] = '\0';
+    const char* eq = strchr(line, '=');
+    if (!eq)
+        return std::string();
+    return eq[1] ? std::string(eq + 2) : std::string();
+}
+
+std::string country_options(const char* stored)
+{
+    std::string out;
+    for (const Country& c : COUNTRIES) {
+        out += "\n      <option value=\"";
+        out += c.iso;
+        out += "\" ";
+        out += mark_if(strncmp(stored, c.iso, 2) == 0, "selected");
+        out += '>';
+        out += c.iso;
+        out += "</option>";
+    }
+    return out;
+}
+
+void trace(const char* name)
+{
+    dev_syslog(LOG_INFO, ">>>cvpnca::%s ENTRANCE", name);
+    dev_syslog(LOG_INFO, ">>>cvpnca::%s EXIT", name);
+}
+
+}  // namespace
+
+int cvpnca_act()
+{
+    dev_syslog(LOG_INFO, "cvpnca cvpnca_act() geht los");
+    tmpl_replace("{COUNTRYOPTS}", "");
+    FILE* in = dev_fopen(CLIENT_TEMPLATE, "r");
+    FILE* out = in ? dev_fopen(SCRATCH, "w+") : nullptr;
+    if (!out) {
+        if (in)
+            fclose(in);
+        tmpl_replace("{HEADLINE}", "Zertifikate generieren");
+        tmpl_replace("{MESSAGE}", "hat nicht geklappt");
+        return 0;
+    }
+    bool replaced[7] = {false};
+    char buffer[LINE_SIZE];
+    while (fgets(buffer, sizeof buffer, in)) {
+        std::string line = buffer;
+        for (int i = 0; i < 7; ++i) {
+            if (!replaced[i] && line.find(SUBJECT[i].key) != std::string::npos) {
+                line = SUBJECT[i].written + one_line(http_var(SUBJECT[i].form)) + "\n";
+                replaced[i] = true;
+            }
+        }
+        fputs(line.c_str(), out);
+    }
+    fclose(in);
+    fclose(out);
+    dev_system((std::string("/bin/chmod 644 ") + SCRATCH).c_str());
+    generate(http_var("cert_type"));
+    return page_result("vpnca");
+}
+
+int cvpnca_show()
+{
+    if (strcmp(http_var("step"), "2") == 0)
+        return 0;
+    FILE* in = dev_fopen(CLIENT_TEMPLATE, "r");
+    if (!in) {
+        for (const SubjectLine& s : SUBJECT)
+            if (s.placeholder)
+                tmpl_replace(s.placeholder, "");
+        return 0;
+    }
+    bool shown[7] = {false};
+    char line[LINE_SIZE];
+    while (fgets(line, sizeof line, in)) {
+        for (int i = 1; i < 7; ++i) {
+            if (shown[i] || !strstr(line, SUBJECT[i].key))
+                continue;
+            shown[i] = true;
+            char copy[LINE_SIZE];
+            memcpy(copy, line, sizeof copy);
+            std::string value = value_after_equals(copy);
+            tmpl_replace(SUBJECT[i].placeholder, i == COUNTRY_LINE ? country_options(value.c_str()).c_str()
+                                                                    : value.c_str());
+        }
+    }
+    fclose(in);
+    char now[AUX_DATETIME_SIZE];
+    const char* date = auxDateTime(now);
+    tmpl_replace("{SYSTEMDATUM}", date ? date : "");
+    return 0;
+}
+
+void read_vpnca_mode()
+{
+    dev_syslog(LOG_INFO, ">>>cvpnca::read_vpnca_mode ENTRANCE");
+    char stored[8];
+    conf_get("CA_MODE_TYPE", stored, sizeof stored, "vpnca.config");
+    std::string radios;
+    for (int i = 0; i < 3; ++i) {
+        bool match = strncmp(stored, CA_MODES[i].name, strlen(stored)) == 0;
+        if (match)
+            tmpl_replace("{CA_MODE_TYPE}", std::to_string(i).c_str());
+        radios += std::string("\n    <input type=\"radio\" name=\"vpncaType\" value=\"") + CA_MODES[i].name + "\" " +
+                  mark_if(match, "checked") + " onclick=\"chooseDiv(" + std::to_string(i) + ");\">" +
+                  CA_MODES[i].label;
+    }
+    tmpl_replace("{CA_RADIO_MODS}", radios.c_str());
+    dev_syslog(LOG_INFO, ">>>cvpnca::read_vpnca_mode EXIT");
+}
+
+void read_caman_settings() { trace("read_caman_settings"); }
+void read_certgen_settings() { trace("read_certgen_settings"); }
+void read_certman_settings() { trace("read_certman_settings"); }
