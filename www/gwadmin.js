@@ -19,7 +19,12 @@ var MENU = [
     { item: 18, en: "Port filter", de: "Portfilter" },
     { item: 36, en: "Firewall rules", de: "Firewallregeln" }
   ] },
-  { en: "VPN and certificates", de: "VPN und Zertifikate", pages: [] },
+  { en: "VPN and certificates", de: "VPN und Zertifikate", pages: [
+    { item: 46, en: "OpenVPN", de: "OpenVPN" },
+    { item: 49, en: "OpenVPN status", de: "OpenVPN-Status" },
+    { item: 26, en: "Certificate authority", de: "Zertifizierungsstelle" },
+    { item: 27, en: "Certificate management", de: "Zertifikatsverwaltung" }
+  ] },
   { en: "Status and time", de: "Status und Zeit", pages: [
     { item: 2, en: "Time", de: "Uhrzeit" },
     { item: 22, en: "Network status", de: "Netzwerkstatus" },
