@@ -13,6 +13,10 @@ int cdebug_act();   // system log settings
 int cdebug_show();
 int cdhcps_act();   // DHCP server
 int cdhcps_show();
+int cipsec_act();   // IPsec and L2TP
+int cipsec_show();
+int cpppoe_act();   // PPPoE and DSL access (item 35, whose page name is empty)
+int cpppoe_show();
 
 // wan: routing and firewall
 int statrt_act();   // static routes and default gateway

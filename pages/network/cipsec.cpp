@@ -1,0 +1,156 @@
+// IPsec and L2TP (item 29): off, peer mode (one remote gateway, key or an
+// uploaded PKCS#12 certificate) or gateway mode (named peers with their keys,
+// an address pool of its own, L2TP for remote clients).
+#include <cstring>
+#include <string>
+#include <syslog.h>
+
+#include "cgi/http.h"
+#include "conf/conf.h"
+#include "device/device.h"
+#include "pages/pages.h"
+#include "render/pagehelp.h"
+#include "render/tmpl.h"
+
+namespace {
+
+constexpr const char* IPSEC = "ipsec.config";
+constexpr const char* L2TP = "l2tp.config";
+
+// Check boxes of this page: exactly "yes" stores yes; shown " checked".
+struct Check {
+    const char* form;
+    const char* key;
+    const char* placeholder;
+};
+const Check TRANSPORT_CHECKS[] = {
+    {"ipsec_natt", "IPSEC_NAT_TRAVERSAL", "{IPSEC_NATT}"},
+    {"ipsec_x509", "IPSEC_USE_X509", "{IPSEC_X509}"},
+};
+const Check NATIVE_CHECK = {"ipsecgateway", "IPSEC_GW_NATIV_MODE", "{IPSEC_GW_NATIV_MODE}"};
+const Check L2TP_CHECK = {"l2tp_service", "IPSEC_GW_L2TP_MODE", "{IPSEC_GW_L2TP_MODE}"};
+
+const TextField PEER_GATEWAY[] = {
+    {"rtarget", "IPSEC_PEER_GW_IP", "{IPSEC_PEER_GW_IP}"},
+    {"ipskey", "IPSEC_PEER_GW_PSK", "{IPSEC_PEER_GW_PSK}"},
+};
+const ListField PEERS[] = {
+    {"IPSEC_PEERS", "NAME", "peerlist", "{PEEROPTS}", "{PEERLIST}", 15, "in file cipsec line 119"},
+    {"IPSEC_PEERS", "PSK", "keylist", "{KEYOPTS}", "{KEYLIST}", 256, "in file cipsec line 136"},
+};
+const TextField NATIVE_POOL[] = {
+    {"startaddress", "IPSEC_GW_NATIV_ADDR", "{IPSEC_GW_NATIV_ADDR}"},
+    {"endaddress", "IPSEC_GW_NATIV_POOL", "{IPSEC_GW_NATIV_END}"},
+    {"netmask", "IPSEC_GW_NATIV_MASK", "{IPSEC_GW_NATIV_MASK}"},
+    {"dns", "IPSEC_GW_NATIV_DNS", "{IPSEC_GW_NATIV_DNS}"},
+    {"wins", "IPSEC_GW_NATIV_WINS", "{IPSEC_GW_NATIV_WINS}"},
+};
+// The CHAP password (last) is written but never shown.
+const TextField L2TP_SHOWN[] = {
+    {"rwpppaddr", "L2TP_PPP_ADDR", "{L2TP_PPP_ADDR}"},
+    {"rwpppfrom", "L2TP_PPP_STRT", "{L2TP_PPP_STRT}"},
+    {"rwpppto", "L2TP_PPP_STOP", "{L2TP_PPP_STOP}"},
+    {"rwpppmsdns", "L2TP_PPP_MS_DNS", "{L2TP_PPP_MS_DNS}"},
+    {"rwpppmswins", "L2TP_PPP_MS_WINS", "{L2TP_PPP_MS_WINS}"},
+    {"chap_user", "L2TP_CHAP_USER", "{L2TP_CHAP_USER}"},
+};
+const TextField L2TP_PASSWORD[] = {{"l2tp_pass", "L2TP_CHAP_PASS", nullptr}};
+
+bool is(const char* value, const char* word) { return strcmp(value, word) == 0; }
+
+// Stores a check box; returns whether it was on.
+bool store_check(const Check& c)
+{
+    bool on = is(http_var(c.form), "yes");
+    conf_set(c.key, yes_no(on), IPSEC);
+    return on;
+}
+
+void show_check(const Check& c)
+{
+    tmpl_replace(c.placeholder, mark_if(is(conf_value(c.key, IPSEC).c_str(), "yes"), " checked"));
+}
+
+// What peer and gateway mode share: the interface and the transport options.
+void store_transport()
+{
+    store_field(IPSEC, "ipsec_interface", "IPSEC_PHYSICAL_ITF");
+    for (const Check& c : TRANSPORT_CHECKS)
+        store_check(c);
+}
+
+void run_logged(const std::string& command, const char* log_format)
+{
+    int status = dev_system(command.c_str());
+    dev_syslog(LOG_INFO, log_format, status);
+}
+
+// Installs the uploaded PKCS#12 file: renamed in the upload folder, its keys
+// extracted, and saved when the extraction worked.
+void install_certificate()
+{
+    const char* name = http_file("certfile");
+    if (!name || !*name) {
+        dev_syslog(LOG_INFO, "IPSec peer mode: no upload file");
+        return;
+    }
+    run_logged("/usr/bin/sudo /bin/mv -f /tmp/upload/" + sh_quote(name) + " /tmp/upload/vpnpeer.p12",
+               "IPSec peer mode: mv returns %d");
+    run_logged("/usr/bin/sudo /bin/chown admin:admin /tmp/upload/vpnpeer.p12", "IPSec peer mode: chown returns %d");
+    int extracted = dev_system(("/usr/bin/sudo /usr/sbin/cert extract p12 /tmp/upload/vpnpeer.p12 " +
+                                sh_quote(http_var("x509pwd")) + " /tmp/keys/ipsec/")
+                                   .c_str());
+    dev_syslog(LOG_INFO, "IPSec peer mode: extract returns %d", extracted);
+    if (extracted == 0)
+        run_logged("/usr/bin/sudo /usr/sbin/save ipsec", "IPSec peer mode: savekeys returns %d");
+    else
+        dev_syslog(LOG_INFO, "IPSec peer mode: key not saved");
+}
+
+}  // namespace
+
+int cipsec_act()
+{
+    const char* mode = http_var("ipsmode");
+    conf_set("IPSEC_MODE", mode, IPSEC);
+    if (is(mode, "peer")) {
+        store_transport();
+        store_texts(IPSEC, PEER_GATEWAY);
+        install_certificate();
+    } else if (is(mode, "gateway")) {
+        store_transport();
+        list_store_all(IPSEC, PEERS);
+        if (store_check(NATIVE_CHECK))
+            store_texts(IPSEC, NATIVE_POOL);
+        if (store_check(L2TP_CHECK)) {
+            store_texts(L2TP, L2TP_SHOWN);
+            store_texts(L2TP, L2TP_PASSWORD);
+        }
+    }
+    return page_result("cipsec");
+}
+
+int cipsec_show()
+{
+    std::string mode = conf_value("IPSEC_MODE", IPSEC);
+    int chosen = is(mode.c_str(), "gateway") ? 3 : is(mode.c_str(), "peer") ? 2 : 1;
+    tmpl_replace("{CHOOSEN_DIV}", std::to_string(chosen).c_str());
+    for (int n = 1; n <= 3; ++n)
+        tmpl_replace(("{MODE_CHK" + std::to_string(n) + "}").c_str(), mark_if(n == chosen, "checked"));
+
+    bool eth0 = strncmp(conf_value("IPSEC_PHYSICAL_ITF", IPSEC).c_str(), "eth0", 4) == 0;
+    tmpl_replace("{IFSEL0}", mark_if(eth0, "selected"));
+    tmpl_replace("{IFSEL1}", mark_if(!eth0, "selected"));
+    for (const Check& c : TRANSPORT_CHECKS)
+        show_check(c);
+    show_texts(IPSEC, PEER_GATEWAY);
+    // A list that cannot be shown is reported; the rest of the page still is.
+    for (const ListField& f : PEERS)
+        if (list_show(IPSEC, f) != 0)
+            break;
+    show_check(NATIVE_CHECK);
+    show_texts(IPSEC, NATIVE_POOL);
+    show_check(L2TP_CHECK);
+    show_texts(L2TP, L2TP_SHOWN);
+    return 0;
+}
