@@ -11,7 +11,9 @@ var MENU = [
     { item: 24, en: "Basic settings", de: "Grundeinstellungen" },
     { item: 3, en: "DNS", de: "DNS" },
     { item: 37, en: "DHCP server", de: "DHCP-Server" },
-    { item: 6, en: "System log", de: "Systemprotokoll" }
+    { item: 6, en: "System log", de: "Systemprotokoll" },
+    { item: 29, en: "IPsec and L2TP", de: "IPsec und L2TP" },
+    { item: 35, en: "DSL access", de: "DSL-Zugang" }
   ] },
   { en: "WAN, dial and firewall", de: "WAN, Einwahl und Firewall", pages: [
     { item: 30, en: "Static routes", de: "Statische Routen" },
@@ -254,8 +256,19 @@ ListEditor.prototype.store = function () {
   });
 };
 
+/* A page that applies without messages of its own (the DSL page switched
+   off) leaves the result page's marks in place: show a plain text instead. */
+function plainResult(page) {
+  var head = document.getElementById("headline");
+  var message = document.getElementById("message");
+  if (!head || head.textContent.trim() !== "{HEADLINE}") return;
+  head.textContent = page.lang.code === "de" ? "Einstellungen übernommen" : "Settings applied";
+  if (message && message.textContent.trim() === "{MESSAGE}") message.textContent = "";
+}
+
 document.addEventListener("DOMContentLoaded", function () {
   var page = currentPage();
+  plainResult(page);
   buildMenu(page);
   buildLangSwitch(page);
   Array.prototype.forEach.call(document.querySelectorAll(".listedit"), function (box) {
