@@ -36,3 +36,43 @@ inline const char kNetworkOutput[] =
     "1: eth0 <UP> inet 192.168.0.1/24\n\n2: eth1 inet 10.0.0.2/8\n\ndefault via 10.0.0.1 & <b>\n";
 inline const Lines kNetworkCommands = {"/sbin/ip addr show dev eth0", "/bin/echo", "/sbin/ip addr show dev eth1",
                                        "/bin/echo", "/sbin/ip route show"};
+
+// The text with the line of each {key, value[, new key]} rewritten ("-": removed); a missing key spoils it.
+inline std::string edit_conf(std::string text, const std::vector<Lines>& edits)
+{
+    for (const Lines& e : edits) {
+        size_t at = text.find("\n" + e[0] + "='");
+        if (at == std::string::npos)
+            return "no line " + e[0];
+        text.replace(at, text.find('\n', at + 1) - at,
+                     e[1] == "-" ? "" : "\n" + (e.size() > 2 ? e[2] : e[0]) + "='" + e[1] + "'");
+    }
+    return text;
+}
+// The edits a followed by those of b.
+inline std::vector<Lines> concat(std::vector<Lines> a, const std::vector<Lines>& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+// A multipart post of the fields "name=value&..." (taken as they are) and, when given, a file part.
+inline CgiResult post_fields(const Sandbox& sb, const std::string& fields, const Part& file = {})
+{
+    std::vector<Part> parts;
+    for (size_t at = 0, end = 0; end != std::string::npos; at = end + 1) {
+        end = fields.find('&', at);
+        const std::string f = fields.substr(at, end - at);
+        parts.push_back({f.substr(0, f.find('=')), f.substr(f.find('=') + 1), "", false});
+    }
+    if (file.is_file)
+        parts.push_back(file);
+    return sb.post_multipart("xyz", multipart_body("xyz", parts));
+}
+// Stand-ins: cert logs "$#" and its arguments, one a line, in /var/log/cert; chown and cert exit as told, save 0.
+inline void vpn_tools(const Sandbox& sb, int cert_exit, int chown_exit)
+{
+    sb.tool("/usr/sbin/cert", "printf '%s\\n' \"$#\" \"$@\" >> \"$GWADMIN_ROOT/var/log/cert\"; exit " +
+                                  std::to_string(cert_exit));
+    sb.tool("/bin/chown", "exit " + std::to_string(chown_exit));
+    sb.tool("/usr/sbin/save", "exit 0");
+}
