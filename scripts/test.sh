@@ -32,6 +32,21 @@ problem() {
     echo "FAILED: $1" >&2
 }
 
+# tally NAME PASSED FAILED STATUS: adds one run's counts to the totals and
+# notes what went wrong with it.
+tally() {
+    local name=$1 ok=$2 fail=$3 status=$4
+    passed=$((passed + ok))
+    failed=$((failed + fail))
+    if [ "$fail" -gt 0 ]; then
+        problems+=("$name: $fail tests failed")
+    elif [ "$ok" -eq 0 ]; then
+        problem "$name: no test ran"
+    elif [ "$status" -ne 0 ]; then
+        problem "$name: exited with status $status"
+    fi
+}
+
 # The attribute of the JUnit report's <testsuite> element.
 junit_count() {
     local value
@@ -73,14 +88,8 @@ run_suite() {
     skipped=$(junit_count skipped "$report")
     disabled=$(junit_count disabled "$report")
     local ok=$((tests - failures - skipped - disabled))
-    passed=$((passed + ok))
-    failed=$((failed + failures))
     echo "$name: $ok of $tests tests passed, $failures failed, $((skipped + disabled)) skipped"
-    if [ "$failures" -gt 0 ]; then
-        problems+=("$name: $failures tests failed")
-    elif [ "$status" -ne 0 ]; then
-        problem "$name: ctest exited with status $status"
-    fi
+    tally "$name" "$ok" "$failures" "$status"
 }
 
 step "dependencies"
@@ -138,16 +147,8 @@ run_browser() {
     cancelled=$(grep -E '^# cancelled [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
     ok=${ok:-0}
     fail=$((${fail:-0} + ${cancelled:-0}))
-    passed=$((passed + ok))
-    failed=$((failed + fail))
     echo "browser: $ok tests passed, $fail failed"
-    if [ "$fail" -gt 0 ]; then
-        problems+=("browser: $fail tests failed")
-    elif [ "$ok" -eq 0 ]; then
-        problem "browser: no test ran"
-    elif [ "$status" -ne 0 ]; then
-        problem "browser: the runner exited with status $status"
-    fi
+    tally browser "$ok" "$fail" "$status"
 }
 run_browser
 
