@@ -6,8 +6,9 @@ namespace {
 
 // One row per item. Names and gaps are the device's own: the DSL handlers sit
 // at item 35, whose name is empty, items 41 and 42 have pages but no
-// handlers, and items 22, 43 and 44 share one template. A page whose
-// handlers are not built yet has none here and prints its template as it is.
+// handlers here (theirs are built and wait in pages/wan), and items 22, 43
+// and 44 share one template. An item without handlers prints its template
+// as it is.
 const PageEntry PAGE_TABLE[PAGE_COUNT] = {
     /*  0 */ {"intro", nullptr, nullptr},
     /*  1 */ {"update", update_act, update_show},
@@ -16,11 +17,11 @@ const PageEntry PAGE_TABLE[PAGE_COUNT] = {
     /*  4 */ {"", nullptr, nullptr},
     /*  5 */ {"", nullptr, nullptr},
     /*  6 */ {"debug", cdebug_act, cdebug_show},
-    /*  7 */ {"modint", nullptr, nullptr},
+    /*  7 */ {"modint", modint_act, modint_show},
     /*  8 */ {"", nullptr, nullptr},
-    /*  9 */ {"diaout", nullptr, nullptr},
-    /* 10 */ {"dyndns", nullptr, nullptr},
-    /* 11 */ {"dialin", nullptr, nullptr},
+    /*  9 */ {"diaout", diaout_act, diaout_show},
+    /* 10 */ {"dyndns", dyndns_act, dyndns_show},
+    /* 11 */ {"dialin", dialin_act, dialin_show},
     /* 12 */ {"", nullptr, nullptr},
     /* 13 */ {"", nullptr, nullptr},
     /* 14 */ {"", nullptr, nullptr},
@@ -37,27 +38,27 @@ const PageEntry PAGE_TABLE[PAGE_COUNT] = {
     /* 25 */ {"noconf", nullptr, nullptr},
     /* 26 */ {"vpnca", cvpnca_act, cvpnca_show},
     /* 27 */ {"mgcert", mgcert_act, mgcert_show},
-    /* 28 */ {"vmp", nullptr, nullptr},
+    /* 28 */ {"vmp", cccvmp_act, cccvmp_show},
     /* 29 */ {"ipsec", cipsec_act, cipsec_show},
     /* 30 */ {"statrt", statrt_act, statrt_show},
     /* 31 */ {"portfw", portfw_act, portfw_show},
-    /* 32 */ {"blwhit", nullptr, nullptr},
+    /* 32 */ {"blwhit", blwhit_act, blwhit_show},
     /* 33 */ {"cpppoe", nullptr, nullptr},
     /* 34 */ {"crunsv", nullptr, nullptr},
     /* 35 */ {"", cpppoe_act, cpppoe_show},
     /* 36 */ {"fwruls", fwruls_act, fwruls_show},
     /* 37 */ {"dhcps", cdhcps_act, cdhcps_show},
     /* 38 */ {"facdef", facdef_act, nullptr},
-    /* 39 */ {"snmp", nullptr, nullptr},
+    /* 39 */ {"snmp", ccsnmp_act, ccsnmp_show},
     /* 40 */ {"", nullptr, nullptr},
     /* 41 */ {"redunt", nullptr, nullptr},
     /* 42 */ {"rdial", nullptr, nullptr},
     /* 43 */ {"ccstat", logstat_show, logstat_show},
     /* 44 */ {"ccstat", timstat_show, timstat_show},
-    /* 45 */ {"ospf", nullptr, nullptr},
+    /* 45 */ {"ospf", ccospf_act, ccospf_show},
     /* 46 */ {"ovpn", ccovpn_act, ccovpn_show},
     /* 47 */ {"user", nullptr, nullptr},
-    /* 48 */ {"distat", nullptr, nullptr},
+    /* 48 */ {"distat", distat_act, distat_show},
     /* 49 */ {"ovpnstatus", ovpnstatus_show, ovpnstatus_show},
 };
 

@@ -17,6 +17,14 @@ int cipsec_act();   // IPsec and L2TP
 int cipsec_show();
 int cpppoe_act();   // PPPoE and DSL access (item 35, whose page name is empty)
 int cpppoe_show();
+int cccvmp_act();   // virtual IP mapping
+int cccvmp_show();
+int blwhit_act();   // black and white lists
+int blwhit_show();
+int ccospf_act();   // OSPF routing
+int ccospf_show();
+int ccsnmp_act();   // SNMP agent
+int ccsnmp_show();
 
 // wan: routing and firewall
 int statrt_act();   // static routes and default gateway
@@ -27,6 +35,22 @@ int portfi_act();   // port filter
 int portfi_show();
 int fwruls_act();   // firewall rules
 int fwruls_show();
+
+// wan: modems and dialling
+int modint_act();   // modems (internal by model, external by choice)
+int modint_show();
+int diaout_act();   // dial-out
+int diaout_show();
+int dialin_act();   // dial-in and callback
+int dialin_show();
+int dyndns_act();   // dynamic DNS
+int dyndns_show();
+// Redundancy and remote dial: built and ready, while their items (41, 42)
+// keep no handler and print their templates as they are.
+int redunt_act();
+int redunt_show();
+int crdial_act();
+int crdial_show();
 
 // wan: maintenance
 int update_act();   // firmware-update settings
@@ -57,3 +81,5 @@ int cctime_show_clock(time_t now);  // the clock placeholders for a moment
 int netstat_show(); // network status
 int logstat_show(); // system log
 int timstat_show(); // system time
+int distat_act();   // digital inputs
+int distat_show();

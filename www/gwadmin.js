@@ -13,13 +13,23 @@ var MENU = [
     { item: 37, en: "DHCP server", de: "DHCP-Server" },
     { item: 6, en: "System log", de: "Systemprotokoll" },
     { item: 29, en: "IPsec and L2TP", de: "IPsec und L2TP" },
-    { item: 35, en: "DSL access", de: "DSL-Zugang" }
+    { item: 35, en: "DSL access", de: "DSL-Zugang" },
+    { item: 28, en: "Virtual IP mapping", de: "Virtuelle IP-Zuordnung" },
+    { item: 32, en: "Black and white lists", de: "Schwarze und weiße Listen" },
+    { item: 45, en: "OSPF routing", de: "OSPF-Routing" },
+    { item: 39, en: "SNMP agent", de: "SNMP-Agent" }
   ] },
   { en: "WAN, dial and firewall", de: "WAN, Einwahl und Firewall", pages: [
     { item: 30, en: "Static routes", de: "Statische Routen" },
     { item: 31, en: "Port forwarding", de: "Portweiterleitung" },
     { item: 18, en: "Port filter", de: "Portfilter" },
-    { item: 36, en: "Firewall rules", de: "Firewallregeln" }
+    { item: 36, en: "Firewall rules", de: "Firewallregeln" },
+    { item: 7, en: "Modems", de: "Modems" },
+    { item: 9, en: "Dial-out", de: "Einwahl nach außen" },
+    { item: 11, en: "Dial-in", de: "Einwahl von außen" },
+    { item: 10, en: "Dynamic DNS", de: "Dynamisches DNS" },
+    { item: 41, en: "Redundancy", de: "Redundanz" },
+    { item: 42, en: "Remote dial", de: "Fernwahl" }
   ] },
   { en: "VPN and certificates", de: "VPN und Zertifikate", pages: [
     { item: 46, en: "OpenVPN", de: "OpenVPN" },
@@ -31,7 +41,8 @@ var MENU = [
     { item: 2, en: "Time", de: "Uhrzeit" },
     { item: 22, en: "Network status", de: "Netzwerkstatus" },
     { item: 43, en: "System log status", de: "Protokollstatus" },
-    { item: 44, en: "Time status", de: "Zeitstatus" }
+    { item: 44, en: "Time status", de: "Zeitstatus" },
+    { item: 48, en: "Digital inputs", de: "Digitale Eingänge" }
   ] },
   { en: "Maintenance", de: "Wartung", pages: [
     { item: 1, en: "Firmware update", de: "Firmware-Update" },
