@@ -8,6 +8,9 @@
 #   browser Chromium for the browser tests (tests/browser), and Node.js with
 #           npm where the machine has no node or npm command yet (a Node.js
 #           installed outside Debian's packages is used as it is)
+#   cross   the cross compilers for the router's processors (32-bit ARM with
+#           hard float, 64-bit ARM) with their C libraries, and qemu-user to
+#           run the ARM programs on this machine (scripts/cross.sh)
 # Example: bash scripts/deps.sh build server
 set -euo pipefail
 
@@ -25,8 +28,12 @@ for s in "${sets[@]}"; do
             command -v node >/dev/null 2>&1 || packages+=(nodejs)
             command -v npm >/dev/null 2>&1 || packages+=(npm)
             ;;
+        cross)
+            packages+=(cmake make g++-arm-linux-gnueabihf libc6-dev-armhf-cross
+                       g++-aarch64-linux-gnu libc6-dev-arm64-cross qemu-user)
+            ;;
         *)
-            echo "deps: unknown package set '$s' (build, server, demo, browser)" >&2
+            echo "deps: unknown package set '$s' (build, server, demo, browser, cross)" >&2
             exit 2
             ;;
     esac

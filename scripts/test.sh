@@ -5,11 +5,16 @@
 #                 suite again, the parser stress test (parser_stress) included
 #   build-clang/  clang++ with -Werror: must compile warning-free; its suite runs
 #   build-device/ the device build (-DGWADMIN_DEVICE=ON): compiled, never run
+# Then the builds for the router's processors (scripts/cross-test.sh): 32-bit
+# and 64-bit ARM with Debian's cross compilers in build-cross-*/ (sandbox and
+# device build each); the end-to-end suite of the default build run against the
+# ARM sandbox builds under qemu-user; the device builds compiled, their sizes
+# reported, never run; the staging layouts of the install checked.
 # Then the browser tests (tests/browser/run.sh): the default build's gwadmin
 # on a demo server of their own (port 8091 or the next free one, state in
 # build/browser/), driven in headless Chromium.
-# Ends with the line "N passed, M failed": ctest and browser tests passed over
-# all runs, and tests (plus build steps) that failed. Exits non-zero on any
+# Ends with the line "N passed, M failed": ctest, emulated end-to-end and
+# browser tests passed over all runs, and tests (plus build steps) that failed. Exits non-zero on any
 # failure.
 #
 # GWADMIN_BUILD_PREFIX=name puts the builds in name/, name-asan/, ... instead.
@@ -124,7 +129,30 @@ fi
 # real paths and tools).
 configure_and_build "device" "$prefix-device" -DGWADMIN_DEVICE=ON
 
-# 5. The browser tests, on the default build's gwadmin. The runner installs
+# 5. The router's processors: the ARM builds, and the end-to-end tests of the
+# default build run against the ARM sandbox builds under qemu-user
+# (scripts/cross-test.sh, which counts its own tests and ends with
+# "cross: N passed, M failed").
+run_cross() {
+    step "cross: ARM builds, the end-to-end tests under qemu-user"
+    mkdir -p "$prefix"
+    local log="$repo/$prefix/cross-test.log"
+    bash scripts/cross-test.sh --prefix "$prefix" --host-build "$prefix" 2>&1 | tee "$log"
+    local status=${PIPESTATUS[0]}
+    local line
+    line=$(grep -E '^cross: [0-9]+ passed, [0-9]+ failed$' "$log" | tail -n 1)
+    if [ -z "$line" ]; then
+        problem "cross: scripts/cross-test.sh did not finish (status $status)"
+        return 1
+    fi
+    local ok fail
+    ok=$(echo "$line" | sed -E 's/^cross: ([0-9]+) passed.*/\1/')
+    fail=$(echo "$line" | sed -E 's/.* ([0-9]+) failed$/\1/')
+    tally cross "$ok" "$fail" "$status"
+}
+run_cross
+
+# 6. The browser tests, on the default build's gwadmin. The runner installs
 # Chromium and the node modules, starts and stops its own demo server, and
 # leaves the runner's TAP report (counted here) in $prefix/browser/.
 run_browser() {

@@ -44,13 +44,22 @@ public:
 
     // Runs gwadmin with the CGI environment given (GWADMIN_ROOT and
     // DOCUMENT_ROOT are added unless the map names them; an empty value
-    // removes the variable).
+    // removes the variable). The program is the one exec_gwadmin starts.
     CgiResult run(std::map<std::string, std::string> env, const std::string& input = "",
                   const std::vector<std::string>& args = {}, int timeout_seconds = 20) const;
     CgiResult get(const std::string& query) const;
     CgiResult post(const std::string& query, const std::string& body) const;
     CgiResult post_multipart(const std::string& boundary, const std::string& body) const;
 };
+
+// Replaces the calling (forked) process with the gwadmin under test, given
+// the arguments and environment; exits with 127 when it cannot be started.
+// The program is the build's gwadmin, or the one GWADMIN_TEST_EXE names (a
+// gwadmin built for another processor); it is started directly, or under the
+// command in GWADMIN_TEST_RUNNER, split at blanks and found through PATH (an
+// emulator: "qemu-arm -L /usr/arm-linux-gnueabihf"). Tests that start gwadmin
+// themselves use this, so they test the same program as Sandbox::run.
+[[noreturn]] void exec_gwadmin(const std::vector<std::string>& args, char* const envp[]);
 
 // A multipart/form-data body as browsers send it.
 struct Part {
