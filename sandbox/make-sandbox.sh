@@ -15,7 +15,10 @@
 # existing sandbox is a restart of the device: the tools and factory files are
 # renewed, and the volatile folders (tmp/, home/httpd/openvpn, var/run) start
 # again from the saved sets, or from the factory state where nothing was
-# saved. Logs under var/log are kept. Prints the sandbox's absolute path.
+# saved. Logs under var/log are kept. The digital inputs' state, proc/qx_di,
+# is made with "1" (input 1 on, input 2 off) when missing, so after --reset
+# too; a state written by hand stays otherwise. Prints the sandbox's absolute
+# path.
 set -eu
 
 usage() {
@@ -62,6 +65,7 @@ for d in etc/init.d etc/defaults home/httpd var/log var/run var/persist proc \
     mkdir -p "$dir/$d"
 done
 cp -R "$here/tools/." "$dir/"
+[ -e "$dir/proc/qx_di" ] || echo 1 > "$dir/proc/qx_di"
 chmod 755 "$dir"/usr/bin/* "$dir"/usr/sbin/* "$dir"/bin/* "$dir"/sbin/* "$dir"/etc/init.d/*
 if [ -n "$model" ] || [ ! -s "$dir/etc/deviceID" ]; then
     echo "${model:-MX-RT-210B-KORU}" > "$dir/etc/deviceID"

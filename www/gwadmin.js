@@ -277,9 +277,33 @@ function plainResult(page) {
   if (message && message.textContent.trim() === "{MESSAGE}") message.textContent = "";
 }
 
+/* A form that may come back without its values (data-unfilled: its item has
+   no handler, so the template is sent as it is): values and texts that are
+   still a bare mark are emptied, its note (data-unfilled-note) is shown and
+   its submit buttons are disabled, since an apply would store nothing. */
+function unfilledForms() {
+  var bare = /^\s*\{[A-Z][A-Z0-9_]*\}\s*$/;
+  Array.prototype.forEach.call(document.querySelectorAll("form[data-unfilled]"), function (form) {
+    var found = false;
+    Array.prototype.forEach.call(form.querySelectorAll("[value]"), function (el) {
+      if (!bare.test(el.getAttribute("value"))) return;
+      el.setAttribute("value", "");
+      found = true;
+    });
+    var walk = document.createTreeWalker(form, NodeFilter.SHOW_TEXT), marks = [];
+    while (walk.nextNode()) if (bare.test(walk.currentNode.nodeValue)) marks.push(walk.currentNode);
+    marks.forEach(function (text) { text.parentNode.removeChild(text); });
+    if (!found && !marks.length) return;
+    Array.prototype.forEach.call(form.querySelectorAll("[data-unfilled-note]"), function (note) { note.hidden = false; });
+    Array.prototype.forEach.call(form.querySelectorAll("input[type=submit], button[type=submit]"),
+      function (button) { button.disabled = true; });
+  });
+}
+
 document.addEventListener("DOMContentLoaded", function () {
   var page = currentPage();
   plainResult(page);
+  unfilledForms();
   buildMenu(page);
   buildLangSwitch(page);
   Array.prototype.forEach.call(document.querySelectorAll(".listedit"), function (box) {

@@ -10,6 +10,9 @@ const GROUPS = [
   { heading: "Maintenance", items: [1, 19, 38, 20] },
 ];
 
+// Redundancy and remote dial: pages whose items keep no handler.
+const UNFILLED = [41, 42];
+
 // Whether all of `part` appears in `whole`, in the same order.
 function inOrder(part, whole) {
   let i = 0;
@@ -53,6 +56,11 @@ pageTest("the start address leads to the overview; its menu reaches every page i
     for (const item of listed) {
       await follow(page, `nav#menu a[data-item="${item}"]`, (url) => url.searchParams.get("item") === String(item));
       await assertRendered(page, `item ${item} (${lang})`);
+      // Items without handler send their form unfilled: the page says so and offers no Apply.
+      if (UNFILLED.includes(item)) {
+        assert.ok(await page.isVisible("[data-unfilled-note]"), `item ${item}: the unfilled note shown`);
+        assert.ok(await page.isDisabled(".actions input[type=submit]"), `item ${item}: Apply disabled`);
+      }
       assert.equal(new URL(page.url()).searchParams.get("lang"), lang);
       const current = page.locator("nav#menu a.current");
       assert.equal(await current.count(), 1, `item ${item}: one menu entry marked`);
