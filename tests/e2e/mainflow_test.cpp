@@ -47,6 +47,7 @@ TEST(MainFlow, ItemStepActAndArgumentsChooseTheTemplate)
 {
     Sandbox sb;
     pages(sb, {"english"});
+    sb.write("/etc/deviceID", "MX-RT-210B-GSM-KORU\n");  // the modem pages need the model
     for (const char* p : {"english/user2.tmpl", "english/vpnca1.tmpl", "english/vpncax.tmpl"})
         page(sb, p);
     for (int item = -1; item <= 60; item += item < 50 ? 1 : 10) {  // a handler may print before the template
