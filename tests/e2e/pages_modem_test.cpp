@@ -1,0 +1,294 @@
+// The modem page (item 7: the internal modem by model, the external one by
+// type, keys with the prefix INT_ or EXT_ in modem.config) and the dial-out
+// page (item 9: device, redial settings and the provider list DIALOUT_ISP in
+// dialout.config).
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "page_support.h"
+
+namespace {
+
+const std::string KORU = "MX-RT-210B-KORU", ANALOG = "MX-RT-210B-AN-KORU", ISDN = "MX-RT-210B-ISDN-KORU",
+                  GSM = "MX-RT-210B-GSM-KORU";
+
+// The countries as the device lists them: code and T.35 code.
+const char kCountries[] =
+    "AE B3 AR 07 AU 09 AT 0A AZ F7 BB 0E BD 0D BE 0F BG 1B BO 14 BR 16 BY F4 CA 20 CH A6 CL 25 CN 26 CO 27 "
+    "CR 2B CY 2D CZ 2E DK 31 DE 04 EC 35 EE FA EG 36 ES A0 FI 3C FR 3D GB B4 GR 46 GT 49 GU 48 HR F5 HK 50 "
+    "HU 51 ID 54 IE 57 IN 53 IL 58 IS 52 IT 59 JP 00 JO 5E KR 61 KW 62 LB 64 LI 68 LK A1 LT F9 LU 69 LV F8 "
+    "MA 77 MT 70 MX 73 MY 6C NI 7F NL 7B NO 82 NZ 7E OM 83 PA 85 PE 88 PH 89 PK 84 PL 8A PR 8C PT 8B PY 87 "
+    "RO 8E RU B8 SA 98 SE A5 SG 9C SI FD SK FC TH A9 TR AE TW FE UA B2 US B5 UY B7 VE BB VI 19 VN BC ZA 9F";
+
+// The country options with the one of T.35 code `selected` marked.
+std::string countries(const std::string& selected)
+{
+    std::istringstream in(kCountries);
+    std::string out, iso, t35;
+    int n = 0;
+    while (in >> iso >> t35 && ++n)
+        out += "\n      <option value=\"" + t35 + "\" " + (t35 == selected ? "selected" : "") + ">" + iso + "</option>";
+    return n == 85 ? out : "not 85 countries";
+}
+
+std::string fieldset(const std::string& kind)
+{
+    return "<fieldset style=\"height:100px;\"><legend>" + kind + " Modem (intern) </legend></fieldset>";
+}
+
+const std::string kAtLong = "AT+CGDCONT=1,\"IP\",\"internet.example\"";  // 37 characters, shown as 31
+
+const std::string kModemFile =
+    "# Modems.\nEXT_MODEM_TYPE='none'\nINT_MODEM_COUNTRY_CODE='09'\nINT_MODEM_ISDN_MSN='4711'\n"
+    "INT_MODEM_GSM_ATCMD='" + kAtLong + "'\nINT_MODEM_GSM_PIN='1234'\nEXT_MODEM_COUNTRY_CODE='04x'\n"
+    "EXT_MODEM_ISDN_MSN='0815'\nEXT_MODEM_GSM_ATCMD='ATZ'\nEXT_MODEM_GSM_PIN='9999'\n";
+
+void modem_setup(Sandbox& sb, const std::string& model, const std::string& tmpl)
+{
+    sb.defaults();
+    sb.config("modem.config", kModemFile);
+    sb.write("/etc/deviceID", model + "\n");
+    sb.write_doc("english/modint.tmpl", tmpl);
+    result_page(sb, "modint_head:Modems\nmodint_rslt:Stored\n");
+}
+
+}  // namespace
+
+TEST(ModemPage, ShowFillsTheInternalModemOfTheModelAndTheExternalOne)
+{
+    const std::string tmpl = "{EXT_MODEM_POS}|{INTERNAL_MODEM_FIELD}|{ANALOG_MODEM}|{ISDN_MODEM}|{GSM_MODEM}|"
+                             "{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|{INT_GSM_ATCMD}|{INT_GSM_PIN}|"
+                             "{EXT_COUNTRY_LIST}|{EXT_ISDN_MSN}|{EXT_GSM_ATCMD}|{EXT_GSM_PIN}";
+    const std::string ext = "|" + countries("04") + "|0815|ATZ|9999";  // "04x" counts as "04"
+    const std::string none = "|{ANALOG_MODEM}|{ISDN_MODEM}|{GSM_MODEM}|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|"
+                             "{INT_GSM_ATCMD}|{INT_GSM_PIN}";
+    const Lines cases[] = {
+        // {identification, page}
+        {KORU, "110px|\n" + none + ext},
+        {KORU + "-X", "110px|\n" + none + ext},  // any suffix
+        {ANALOG, "250px|" + fieldset("Analog") + "|visible|hidden|hidden|" + countries("09") +
+                     "|{INT_ISDN_MSN}|{INT_GSM_ATCMD}|{INT_GSM_PIN}" + ext},
+        {ISDN, "250px|" + fieldset("ISDN") + "|hidden|visible|hidden|{INT_COUNTRY_LIST}|4711|{INT_GSM_ATCMD}|"
+                                             "{INT_GSM_PIN}" + ext},
+        {GSM, "250px|" + fieldset("GSM") + "|hidden|hidden|visible|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|" +
+                  kAtLong.substr(0, 31) + "|1234" + ext},
+        {"MX-RT-210B", "250px|{INTERNAL_MODEM_FIELD}" + none + ext},  // an unknown model
+    };
+    for (const Lines& c : cases) {
+        Sandbox sb;
+        modem_setup(sb, c[0], tmpl);
+        CgiResult r = sb.get("item=7");
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.out, c[1]) << c[0];
+    }
+    // Without the model nothing is shown.
+    Sandbox sb;
+    modem_setup(sb, KORU, tmpl);
+    sb.remove("/etc/deviceID");
+    EXPECT_EQ(sb.get("item=7").out, error_page("in file modint line 121", "No such file or directory"));
+}
+
+TEST(ModemPage, TypeButtonsCheckTheTypesTheStoredValueBegins)
+{
+    auto radios = [](const std::string& marks) {
+        const Lines rows = {"none", "None", "analog", "Analog", "dsl", "DSL"};
+        std::string out;
+        for (size_t i = 0; i < 3; ++i)
+            out += "\n    <input type=\"radio\" name=\"Modemtype\" value=\"" + rows[2 * i] + "\" " +
+                   (marks[i] == '1' ? "checked" : "") + " onclick=\"chooseDiv(" + std::to_string(i) + ");\">" +
+                   rows[2 * i + 1];
+        return out;
+    };
+    const Lines cases[] = {
+        // {stored type ("-": no line), checked, section, country code, selected}
+        {"-", "111", "0", "04", "04"},  {"", "111", "0", "4", ""},         {"none", "100", "0", "B3", "B3"},
+        {"analog", "010", "1", "9F", "9F"}, {"a", "010", "1", "b3", ""}, {"dsl", "001", "2", "", ""},
+        {"isdn", "000", "{EXT_MODEM_TYPE}", "0", ""}, {"gsm", "000", "{EXT_MODEM_TYPE}", "AE", "AE"},  // TR's code
+    };
+    for (const Lines& c : cases) {
+        Sandbox sb;
+        modem_setup(sb, KORU, "{EXT_RADIO_OPTS}|{EXT_MODEM_TYPE}|{EXT_COUNTRY_LIST}");
+        sb.config("modem.config", edit_conf(kModemFile, {{"EXT_MODEM_TYPE", c[0]}, {"EXT_MODEM_COUNTRY_CODE", c[3]}}));
+        EXPECT_EQ(sb.get("item=7").out, radios(c[1]) + "|" + c[2] + "|" + countries(c[4])) << c[0];
+    }
+}
+
+TEST(ModemPage, ApplyStoresTheModelsInternalModemAndTheChosenExternalType)
+{
+    const std::string body = "INT_country=0A&INT_msn=m1&INT_pinAT=AT1&INT_pin=1111&EXT_country=9F&EXT_msn=m2&"
+                             "EXT_pinAT=AT2&EXT_pin=2222&Modemtype=";
+    // Country, MSN and GSM settings of each modem.
+    const std::vector<Lines> internal[] = {{{"INT_MODEM_COUNTRY_CODE", "0A"}},
+                                           {{"INT_MODEM_ISDN_MSN", "m1"}},
+                                           {{"INT_MODEM_GSM_ATCMD", "AT1"}, {"INT_MODEM_GSM_PIN", "1111"}}};
+    const std::vector<Lines> external[] = {{{"EXT_MODEM_COUNTRY_CODE", "9F"}},
+                                           {{"EXT_MODEM_ISDN_MSN", "m2"}},
+                                           {{"EXT_MODEM_GSM_ATCMD", "AT2"}, {"EXT_MODEM_GSM_PIN", "2222"}}};
+    const std::vector<Lines> nothing;
+    const struct {
+        std::string model, type;
+        std::vector<Lines> internal, external;
+    } cases[] = {
+        {KORU, "none", nothing, nothing},        {KORU, "dsl", nothing, nothing},
+        {ANALOG, "analog", internal[0], external[0]}, {ISDN, "analogue", internal[1], external[0]},
+        {GSM, "isdn", internal[2], external[1]},  {KORU + "\n", "gsm", nothing, external[2]},
+        {"MX-RT", "", nothing, nothing},          {ANALOG, "Analog", internal[0], nothing},
+    };
+    for (const auto& c : cases) {
+        Sandbox sb;
+        modem_setup(sb, c.model, "");
+        CgiResult r = sb.post("item=7&act=1", body + c.type);
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.out, "Modems\n|Stored\n") << c.model << " " << c.type;
+        EXPECT_EQ(sb.config("modem.config"),
+                  edit_conf(kModemFile, concat(concat(c.internal, {{"EXT_MODEM_TYPE", c.type}}), c.external)))
+            << c.model << " " << c.type;
+    }
+
+    // The result page's texts are cut to 254 characters.
+    Sandbox sb;
+    modem_setup(sb, GSM, "");
+    result_page(sb, "modint_head:Modems\nmodint_rslt:" + std::string(300, 'x') + "\n");
+    EXPECT_EQ(sb.post("item=7&act=1", body + "gsm").out, "Modems\n|" + std::string(254, 'x'));
+    // Without the model nothing is stored, not even the type.
+    sb.remove("/etc/deviceID");
+    sb.config("modem.config", kModemFile);
+    EXPECT_EQ(sb.post("item=7&act=1", body + "dsl").out,
+              error_page("in file modint line 221", "No such file or directory"));
+    EXPECT_EQ(sb.config("modem.config"), kModemFile);
+}
+
+// ---- dial-out ----------------------------------------------------------------
+
+namespace {
+
+const std::string kDialTmpl = "{DIALOUT_VISIBILITY}|{NO_DIALOUT_MESSAGE}|{DIALOUT_DEV}|{ALLOW}|"
+                              "{DIALOUT_ANALOG_VISIBILITY}|{CMND}|{DELAY}|{APN}|{DOUTNUM}|{DOUTDELAY}|";
+const std::string kListTmpl =
+    "{NAMEOPTS}|{NAMELIST}|{NMBOPTS}|{NMBLIST}|{USROPTS}|{USRLIST}|{PASSLIST}|{SELNO}|{SELNAME}";
+
+const std::string kDialFile = "# Dial-out.\nDIALOUT_DEV='ttyS1'\nDIALOUT_MTU='1492'\nDIALOUT_MRU='1492'\n"
+                              "DIALOUT_MODEM_CMD='ATZ'\nDIALOUT_IDLE_TIME='300'\nDIALOUT_RETRIES='3'\n"
+                              "DIALOUT_RETRY_DELAY='30'\nDIALOUT_GPRS_APN='web'\nDIALOUT_ISP_ACTIVE='1'\n"
+                              "DIALOUT_ISP_N='0'\n";
+
+void dial_setup(Sandbox& sb, const std::string& model, const std::string& modem_type, const std::string& dial)
+{
+    sb.defaults();
+    if (!model.empty())
+        sb.write("/etc/deviceID", model + "\n");
+    sb.config("modem.config", "EXT_MODEM_TYPE='" + modem_type + "'\n");
+    sb.config("dialout.config", dial);
+    sb.write_doc("english/diaout.tmpl", kDialTmpl + kListTmpl);
+    result_page(sb, "diaout_head:Dial-out\ndiaout_rslt:Stored\ndiaout_not_configured:No modem\n");
+}
+
+}  // namespace
+
+TEST(DialOutPage, ShowOffersTheModemsPresentAndTheStoredDeviceWhileItsModemIsThere)
+{
+    const Lines all = {"none", "None", "internal", "Intern", "external", "Extern"};
+    const Lines no_internal = {"none", "None", "external", "Extern"};
+    const Lines no_external = {"none", "None", "internal", "Intern"};
+    const struct {
+        std::string model, type, dev;  // model "": no /etc/deviceID
+        Lines options;
+        std::string marks, allow;
+    } cases[] = {
+        {KORU, "analog", "ttyS1", no_internal, "10", "disabled"},
+        {KORU, "analog", "ttyS2", no_internal, "01", "enabled"},
+        {ANALOG, "none", "ttyS2", no_external, "10", "disabled"},
+        {ANALOG, "dsl", "ttyS2", all, "100", "disabled"},
+        {ANALOG, "dsl", "eth1", all, "001", "enabled"},
+        {ANALOG, "analog", "eth1", all, "100", "disabled"},
+        {ANALOG, "dsl", "eth1x", all, "000", "enabled"},
+        {GSM, "none", "ttyS1", no_external, "01", "enabled"},
+        {"MX-RT", "none", "ttyS1", no_external, "01", "enabled"},  // an unknown model has an internal modem
+        {"", "none", "ttyS1", no_external, "01", "enabled"},       // so has one that cannot be read
+        {ISDN, "isdn", "", all, "111", "enabled"},
+        {ISDN, "gsm", "ttyS2xyz", all, "001", "enabled"},
+    };
+    for (const auto& c : cases) {
+        Sandbox sb;
+        dial_setup(sb, c.model, c.type, edit_conf(kDialFile, {{"DIALOUT_DEV", c.dev}}));
+        std::string options;
+        for (size_t i = 0; i < c.marks.size(); ++i)
+            options += "\n    <option value=\"" + c.options[2 * i] + "\" " + (c.marks[i] == '1' ? "selected" : "") +
+                       ">" + c.options[2 * i + 1] + "</option>";
+        const std::string error =
+            c.model.empty() ? error_page("in file diaout line 26", "No such file or directory") : "";
+        CgiResult r = sb.get("item=9");
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.out, error + "visible||" + options + "|" + c.allow +
+                             (c.type == "dsl" ? "|hidden|{CMND}" : "|visible|ATZ") + "|300|web|3|30||||||||1|")
+            << c.model << " " << c.type << " " << c.dev;
+    }
+    // No modem at all: only the message.
+    Sandbox sb;
+    dial_setup(sb, KORU + "-2", "nonexistent", kDialFile);
+    EXPECT_EQ(sb.get("item=9").out,
+              "hidden|No modem\n|" + kDialTmpl.substr(kDialTmpl.find("{DIALOUT_DEV}")) + kListTmpl);
+}
+
+TEST(DialOutPage, ShowListsTheProvidersCutAndNamesTheActiveOne)
+{
+    const std::string name2 = "a-provider-name-of-25-chr", user = std::string(70, 'u'), pass = std::string(35, 'p');
+    const std::string list = "DIALOUT_ISP_N='2'\nDIALOUT_ISP_1_NAME='one'\nDIALOUT_ISP_1_NUM='0123456789012345678901'\n"
+                             "DIALOUT_ISP_1_USER='" + user + "'\nDIALOUT_ISP_1_PASS='" + pass + "'\n"
+                             "DIALOUT_ISP_2_NAME='" + name2 + "'\nDIALOUT_ISP_2_NUM='2'\nDIALOUT_ISP_2_USER='x\"y'\n"
+                             "DIALOUT_ISP_2_PASS='s'\nDIALOUT_ISP_3_NAME='beyond'\n";
+    auto opt = [](const std::string& v) { return "\n      <option>" + v + "</option>"; };
+    const std::string shown = opt("one") + opt(name2.substr(0, 20)) + "|one " + name2.substr(0, 20) + " |" +
+                              opt("01234567890123456789") + opt("2") + "|01234567890123456789 2 |" +
+                              opt(user.substr(0, 63)) + opt("x\"y") + "|" + user.substr(0, 63) + " x\"y |" +
+                              pass.substr(0, 30) + " s |";
+    // {active provider, its name}: the name is not cut; an entry past the count is still found.
+    const Lines cases[] = {{"2", name2}, {"1", "one"}, {"3", "beyond"}, {"4", ""}, {"", ""}};
+    for (const Lines& c : cases) {
+        Sandbox sb;
+        dial_setup(sb, GSM, "none",
+                   edit_conf(kDialFile, {{"DIALOUT_ISP_ACTIVE", c[0]}, {"DIALOUT_ISP_N", "-"}}) + list);
+        sb.write_doc("english/diaout.tmpl", kListTmpl);
+        EXPECT_EQ(sb.get("item=9").out, shown + c[0] + "|" + c[1]) << c[0];
+    }
+}
+
+TEST(DialOutPage, ApplyStoresTheDeviceByModemAndThenTheRest)
+{
+    const std::string old_list = "DIALOUT_ISP_1_NUM='n'\nDIALOUT_ISP_1_USER='u'\nDIALOUT_ISP_1_PASS='p'\n"
+                                 "DIALOUT_ISP_1_NAME='o'\nDIALOUT_ISP_2_NUM='n2'\n";
+    const std::string file = edit_conf(kDialFile, {{"DIALOUT_ISP_N", "1"}}) + old_list;
+    const std::string body = "Cmnd=AT%26F&Timeout=90&doutnum=5&doutdelay=10&numberlist=0191+0192+&"
+                             "userlist=me+you+&passlist=s1+s2+&selno=2&dialout_dev=";
+    const std::string rest = "DIALOUT_ISP_2_NUM='n2'\nDIALOUT_ISP_1_NUM='0191'\nDIALOUT_ISP_2_NUM='0192'\n"
+                             "DIALOUT_ISP_1_USER='me'\nDIALOUT_ISP_2_USER='you'\nDIALOUT_ISP_1_PASS='s1'\n"
+                             "DIALOUT_ISP_2_PASS='s2'\nDIALOUT_ISP_1_NAME='isp'\n";
+    const std::vector<Lines> redial = {{"DIALOUT_IDLE_TIME", "90"}, {"DIALOUT_RETRIES", "5"},
+                                       {"DIALOUT_RETRY_DELAY", "10"}, {"DIALOUT_ISP_ACTIVE", "2"},
+                                       {"DIALOUT_ISP_N", "1"}};  // the count of the names
+    const std::vector<Lines> modem = {{"DIALOUT_MTU", "576"}, {"DIALOUT_MRU", "576"}, {"DIALOUT_MODEM_CMD", "AT&F"}};
+    const struct {
+        std::string dev, type;
+        std::vector<Lines> edits;
+    } cases[] = {
+        {"internal", "dsl", concat({{"DIALOUT_DEV", "ttyS1"}}, modem)},
+        {"externally", "analog", concat({{"DIALOUT_DEV", "ttyS2"}}, modem)},
+        {"external", "dslx", {{"DIALOUT_DEV", "eth1"}}},  // MTU and MRU stay 1492, no command
+        {"bogus", "dsl", {{"DIALOUT_MTU", "576"}, {"DIALOUT_MRU", "576"}}},
+    };
+    for (const auto& c : cases) {
+        Sandbox sb;
+        dial_setup(sb, ANALOG, c.type, file);
+        CgiResult r = sb.post("item=9&act=1", body + c.dev + "&namelist=isp+");
+        EXPECT_EQ(r.status, 0);
+        EXPECT_EQ(r.out, "Dial-out\n|Stored\n") << c.dev;
+        EXPECT_EQ(sb.config("dialout.config"), edit_conf(kDialFile, concat(c.edits, redial)) + rest) << c.dev;
+    }
+    // "none": only the device and the packet sizes, and no texts on the result page.
+    Sandbox sb;
+    dial_setup(sb, ANALOG, "dsl", file);
+    EXPECT_EQ(sb.post("item=9&act=1", body + "nonesuch").out, "{HEADLINE}|{MESSAGE}");
+    EXPECT_EQ(sb.config("dialout.config"),
+              edit_conf(file, {{"DIALOUT_DEV", "none"}, {"DIALOUT_MTU", "576"}, {"DIALOUT_MRU", "576"}}));
+}
