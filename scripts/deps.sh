@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the packages that are missing (Debian, as root); does nothing when
 # all are there. The arguments name package sets (none: build):
-#   build   cmake, make, g++, clang, GoogleTest: building and the unit tests
+#   build   cmake, make, g++, clang, GoogleTest, valgrind: building and the
+#           unit tests, and the valgrind pass over every page
 #   server  lighttpd (with its CGI module) and openssl: the web server that
 #           serves gwadmin, and the tools the sandbox's stand-ins use
 #   demo    build + server
@@ -20,9 +21,9 @@ sets=("$@")
 packages=()
 for s in "${sets[@]}"; do
     case $s in
-        build) packages+=(cmake make g++ clang libgtest-dev) ;;
+        build) packages+=(cmake make g++ clang libgtest-dev valgrind) ;;
         server) packages+=(lighttpd openssl) ;;
-        demo) packages+=(cmake make g++ clang libgtest-dev lighttpd openssl) ;;
+        demo) packages+=(cmake make g++ clang libgtest-dev valgrind lighttpd openssl) ;;
         browser)
             packages+=(chromium)
             command -v node >/dev/null 2>&1 || packages+=(nodejs)

@@ -5,6 +5,8 @@
 #                 suite again, the parser stress test (parser_stress) included
 #   build-clang/  clang++ with -Werror: must compile warning-free; its suite runs
 #   build-device/ the device build (-DGWADMIN_DEVICE=ON): compiled, never run
+# Then the valgrind pass (scripts/valgrind.sh, build-valgrind/): one show and
+# one apply request of every page, with no invalid access and no leak.
 # Then the builds for the router's processors (scripts/cross-test.sh): 32-bit
 # and 64-bit ARM with Debian's cross compilers in build-cross-*/ (sandbox and
 # device build each); the end-to-end suite of the default build run against the
@@ -13,9 +15,9 @@
 # Then the browser tests (tests/browser/run.sh): the default build's gwadmin
 # on a demo server of their own (port 8091 or the next free one, state in
 # build/browser/), driven in headless Chromium.
-# Ends with the line "N passed, M failed": ctest, emulated end-to-end and
-# browser tests passed over all runs, and tests (plus build steps) that failed. Exits non-zero on any
-# failure.
+# Ends with the line "N passed, M failed": ctest, valgrind, emulated
+# end-to-end and browser tests passed over all runs, and tests (plus build
+# steps) that failed. Exits non-zero on any failure.
 #
 # GWADMIN_BUILD_PREFIX=name puts the builds in name/, name-asan/, ... instead.
 set -uo pipefail
@@ -129,7 +131,27 @@ fi
 # real paths and tools).
 configure_and_build "device" "$prefix-device" -DGWADMIN_DEVICE=ON
 
-# 5. The router's processors: the ARM builds, and the end-to-end tests of the
+# 5. valgrind: one show and one apply request of every page, no invalid
+# access and no leak (scripts/valgrind.sh, its build in $prefix-valgrind/,
+# ends with "valgrind: N passed, M failed").
+run_valgrind() {
+    step "valgrind: every page's show and apply"
+    mkdir -p "$prefix"
+    local log="$repo/$prefix/valgrind.log"
+    bash scripts/valgrind.sh --build "$prefix-valgrind" 2>&1 | tee "$log"
+    local status=${PIPESTATUS[0]} line ok fail
+    line=$(grep -E '^valgrind: [0-9]+ passed, [0-9]+ failed$' "$log" | tail -n 1)
+    if [ -z "$line" ]; then
+        problem "valgrind: scripts/valgrind.sh did not finish (status $status)"
+        return 1
+    fi
+    ok=$(echo "$line" | sed -E 's/^valgrind: ([0-9]+) passed.*/\1/')
+    fail=$(echo "$line" | sed -E 's/.* ([0-9]+) failed$/\1/')
+    tally valgrind "$ok" "$fail" "$status"
+}
+run_valgrind
+
+# 6. The router's processors: the ARM builds, and the end-to-end tests of the
 # default build run against the ARM sandbox builds under qemu-user
 # (scripts/cross-test.sh, which counts its own tests and ends with
 # "cross: N passed, M failed").
@@ -152,7 +174,7 @@ run_cross() {
 }
 run_cross
 
-# 6. The browser tests, on the default build's gwadmin. The runner installs
+# 7. The browser tests, on the default build's gwadmin. The runner installs
 # Chromium and the node modules, starts and stops its own demo server, and
 # leaves the runner's TAP report (counted here) in $prefix/browser/.
 run_browser() {
