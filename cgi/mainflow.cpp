@@ -9,6 +9,7 @@
 
 #include "cgi/http.h"
 #include "cgi/pagetable.h"
+#include "cgi/sameorigin.h"
 #include "device/device.h"
 #include "render/aux.h"
 #include "render/tmpl.h"
@@ -82,6 +83,11 @@ int gwadmin_main(int argc, char** argv)
         act = http_act();
         const char* step_text = http_var("step");
         step = strtol(step_text, nullptr, 10);
+        // Another site's page may show this device's pages, never change them.
+        if (sameorigin_refused(item, act, step)) {
+            http_free();
+            return 1;
+        }
         if (act)
             path = "templates/resultpage.tmpl";
         else

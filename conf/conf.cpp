@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,6 +33,39 @@ void copy_cut(char* out, size_t size, const char* text, size_t len)
         len = size - 1;
     memcpy(out, text, len);
     out[len] = '\0';
+}
+
+// Opens a configuration file (host path) and takes an advisory lock on it:
+// shared (LOCK_SH) to read, exclusive (LOCK_EX) to rewrite or append. Every
+// request is a process of its own, and without the lock two rewrites of one
+// file would each start from the same old content and the later would drop
+// the earlier's key.
+//
+// The lock is on the file itself, not on a lock file beside it: the folder
+// holds only the settings (the device's scripts and its save tool take the
+// folder as it is), and a folder that allows no new file still has its
+// settings locked. A rewrite replaces the file by renaming a new one over it,
+// so a lock won on a descriptor that by then names the replaced file guards
+// nothing: the lock is only kept when the descriptor is still the file at the
+// path, otherwise the file is opened and locked again. Only gwadmin takes
+// these locks; the device's scripts do not.
+FILE* open_locked(const std::string& path, const char* mode, int operation)
+{
+    for (int attempt = 0;; ++attempt) {
+        FILE* f = fopen(path.c_str(), mode);
+        if (!f)
+            return nullptr;
+        int locked;
+        while ((locked = flock(fileno(f), operation)) != 0 && errno == EINTR) {
+        }
+        struct stat held, named;
+        if (locked != 0 || attempt >= 1000)  // no locks here, or replaced again and again: as it is
+            return f;
+        if (fstat(fileno(f), &held) == 0 && stat(path.c_str(), &named) == 0 && held.st_dev == named.st_dev &&
+            held.st_ino == named.st_ino)
+            return f;
+        fclose(f);
+    }
 }
 
 // Writes the rewritten content back. A sibling file renamed over the old one
@@ -93,7 +127,7 @@ char* conf_get(const char* wanted, char* out, size_t size, const char* file)
     char key[NAME_SIZE], path[NAME_SIZE];
     conf_key(key, wanted);
     conf_path(path, file);
-    FILE* f = dev_fopen(path, "r");
+    FILE* f = open_locked(dev_path(path), "r", LOCK_SH);
     if (!f) {
         aux_error("in file conf line 36", errno);
         return out;
@@ -121,7 +155,7 @@ int conf_add(const char* wanted, const char* value, const char* file)
     char key[NAME_SIZE], path[NAME_SIZE];
     conf_key(key, wanted ? wanted : "");
     conf_path(path, file ? file : "");
-    FILE* f = dev_fopen(path, "a");
+    FILE* f = open_locked(dev_path(path), "a", LOCK_EX);
     if (!f) {
         aux_error("in file conf line 80", errno);
         return -1;
@@ -146,7 +180,7 @@ int conf_set(const char* wanted, const char* value, const char* file)
         return -1;
     }
     std::string full_path = dev_path(path);
-    FILE* in = fopen(full_path.c_str(), "r");
+    FILE* in = open_locked(full_path, "r", LOCK_EX);  // held until the new content is in place
     if (!in) {
         aux_error("in file conf line 111", errno);
         fclose(tmp);
@@ -164,10 +198,10 @@ int conf_set(const char* wanted, const char* value, const char* file)
             fputs(line, tmp);
         }
     }
-    fclose(in);
     int result = write_back(tmp, full_path.c_str());
     if (result != 0)
         aux_error("in file conf line 151", errno);
+    fclose(in);
     fclose(tmp);
     return result;
 }

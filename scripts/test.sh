@@ -7,6 +7,8 @@
 #   build-device/ the device build (-DGWADMIN_DEVICE=ON): compiled, never run
 # Then the valgrind pass (scripts/valgrind.sh, build-valgrind/): one show and
 # one apply request of every page, with no invalid access and no leak.
+# Then every libFuzzer target of fuzz/ for about a minute (scripts/fuzz.sh
+# --ci, build-fuzz/).
 # Then the builds for the router's processors (scripts/cross-test.sh): 32-bit
 # and 64-bit ARM with Debian's cross compilers in build-cross-*/ (sandbox and
 # device build each); the end-to-end suite of the default build run against the
@@ -15,7 +17,7 @@
 # Then the browser tests (tests/browser/run.sh): the default build's gwadmin
 # on a demo server of their own (port 8091 or the next free one, state in
 # build/browser/), driven in headless Chromium.
-# Ends with the line "N passed, M failed": ctest, valgrind, emulated
+# Ends with the line "N passed, M failed": ctest, valgrind, fuzz, emulated
 # end-to-end and browser tests passed over all runs, and tests (plus build
 # steps) that failed. Exits non-zero on any failure.
 #
@@ -151,7 +153,26 @@ run_valgrind() {
 }
 run_valgrind
 
-# 6. The router's processors: the ARM builds, and the end-to-end tests of the
+# 6. Fuzzing: every libFuzzer target of fuzz/ for about a minute, two at a
+# time, in a clang build of its own ($prefix-fuzz/); each clean target counts
+# as one passed test.
+run_fuzz() {
+    step "fuzz: every target for about a minute (scripts/fuzz.sh --ci)"
+    local out status line
+    out=$(GWADMIN_FUZZ_BUILD="$prefix-fuzz" bash scripts/fuzz.sh --ci 2>&1)
+    status=$?
+    printf '%s\n' "$out" | grep -vE '^[0-9]+ passed, [0-9]+ failed$'
+    line=$(printf '%s\n' "$out" | grep -E '^[0-9]+ passed, [0-9]+ failed$' | tail -n 1)
+    if [ -z "$line" ]; then
+        problem "fuzz: no result (status $status)"
+        return 1
+    fi
+    set -- $line
+    tally fuzz "$1" "$3" "$status"
+}
+run_fuzz
+
+# 7. The router's processors: the ARM builds, and the end-to-end tests of the
 # default build run against the ARM sandbox builds under qemu-user
 # (scripts/cross-test.sh, which counts its own tests and ends with
 # "cross: N passed, M failed").
@@ -174,7 +195,7 @@ run_cross() {
 }
 run_cross
 
-# 7. The browser tests, on the default build's gwadmin. The runner installs
+# 8. The browser tests, on the default build's gwadmin. The runner installs
 # Chromium and the node modules, starts and stops its own demo server, and
 # leaves the runner's TAP report (counted here) in $prefix/browser/.
 run_browser() {

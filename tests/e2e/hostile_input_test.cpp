@@ -1,0 +1,259 @@
+// Hostile requests through the real program: names that try to leave the
+// document root or the device folders, and sizes far past what a form sends.
+// Each is answered, ends, and touches nothing it should not.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <iterator>
+#include <set>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "sandbox.h"
+
+namespace {
+
+using Env = std::map<std::string, std::string>;
+
+const std::string kMp = "multipart/form-data; boundary=b";
+const std::string kUser = "english/user.tmpl", kIntro = "english/intro.tmpl", kRedunt = "english/redunt.tmpl";
+const std::string kTooBig = error_page("in file http line 258", "Cannot allocate memory");
+
+void pages(const Sandbox& sb)
+{
+    for (const char* p : {"english/user.tmpl", "english/intro.tmpl", "english/redunt.tmpl", "english/vpstat.tmpl",
+                          "englis/user.tmpl", "deutsch/user.tmpl", "templates/resultpage.tmpl"})
+        sb.write_doc(p, p);
+}
+std::string base_of(const Sandbox& sb) { return sb.root.substr(0, sb.root.rfind('/')); }
+std::string field(const std::string& name, const std::string& value)
+{
+    return "--b\r\nContent-Disposition: form-data; name=\"" + name + "\"\r\n\r\n" + value + "\r\n";
+}
+std::string file_head(const std::string& file)
+{
+    return "--b\r\nContent-Disposition: form-data; name=\"f\"; filename=\"" + file +
+           "\"\r\nContent-Type: application/octet-stream\r\n\r\n";
+}
+
+struct Endless {
+    CgiResult result;
+    long max_rss_kb = 0;
+    size_t fed = 0;  // bytes the program took of an endless input
+};
+
+// Runs gwadmin with env (GWADMIN_ROOT and DOCUMENT_ROOT added) on an input
+// that never ends: chunk after chunk until the program closes it (or 64 MiB,
+// four times the body limit, went in). The child's peak memory comes back too.
+Endless run_endless(const Sandbox& sb, Env env, const std::string& head, const std::string& chunk)
+{
+    env.emplace("GWADMIN_ROOT", sb.root);
+    env.emplace("DOCUMENT_ROOT", sb.docroot);
+    env.emplace("PATH", "/usr/bin:/bin");
+    std::vector<std::string> text;
+    for (const auto& kv : env)
+        if (!kv.second.empty())
+            text.push_back(kv.first + "=" + kv.second);
+    std::vector<char*> envp;
+    for (auto& t : text)
+        envp.push_back(&t[0]);
+    envp.push_back(nullptr);
+    char* argv[] = {const_cast<char*>(GWADMIN_EXE), nullptr};
+
+    int fds[2];
+    if (pipe2(fds, O_CLOEXEC) != 0)
+        throw std::runtime_error("pipe");
+    FILE *out = tmpfile(), *err = tmpfile();
+    fflush(stdout);
+    pid_t pid = fork();
+    if (pid == 0) {
+        dup2(fds[0], 0);
+        dup2(fileno(out), 1);
+        dup2(fileno(err), 2);
+        alarm(60);
+        execve(GWADMIN_EXE, argv, envp.data());
+        _exit(127);
+    }
+    close(fds[0]);
+    auto old_handler = signal(SIGPIPE, SIG_IGN);
+    Endless run;
+    for (std::string piece = head; run.fed < (64u << 20); piece = chunk) {
+        ssize_t n = write(fds[1], piece.data(), piece.size());
+        if (n <= 0)
+            break;
+        run.fed += size_t(n);
+    }
+    close(fds[1]);
+    signal(SIGPIPE, old_handler);
+    int status = 0;
+    struct rusage usage {};
+    wait4(pid, &status, 0, &usage);
+    run.max_rss_kb = usage.ru_maxrss;
+    run.result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.result.timed_out = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
+    for (FILE* f : {out, err}) {
+        std::string& into = f == out ? run.result.out : run.result.err;
+        rewind(f);
+        char buf[65536];
+        for (size_t n; (n = fread(buf, 1, sizeof buf, f)) > 0;)
+            into.append(buf, n);
+        fclose(f);
+    }
+    return run;
+}
+
+// The paths below the test's folder that a request added, removed or changed in kind.
+std::set<std::string> changed(const std::vector<std::string>& before, const std::vector<std::string>& after)
+{
+    std::set<std::string> out;
+    std::set_symmetric_difference(before.begin(), before.end(), after.begin(), after.end(),
+                                  std::inserter(out, out.end()));
+    return out;
+}
+
+}  // namespace
+
+TEST(HostileInput, NamesNeverReachOutsideTheDocumentRootAndTheDeviceFolders)
+{
+    Sandbox sb;
+    pages(sb);
+    const std::string base = base_of(sb), tag = base.substr(base.rfind('/') + 1);
+    // Decoys where a name that climbs out would lead.
+    for (const std::string& dir : {base, base + "/x", sb.root, sb.root + "/etc", sb.docroot + "/english/sub"})
+        for (const char* file : {"/user.tmpl", "/messages", "/user123.tmpl"})
+            write_file(dir + file, "decoy");
+    const std::string longest(5000, 'a'), outside = "/tmp/gw-escape-" + tag;
+    struct Case {
+        std::string name;
+        CgiResult (*run)(const Sandbox&, const std::string&);
+        std::string expect;  // the page, after any error page
+    } cases[] = {
+        // lang and step from a query string, a urlencoded body, program arguments and a multipart form.
+        {"../..", [](const Sandbox& s, const std::string& v) { return s.get("item=47&lang=" + v); }, kUser},
+        {"%2E%2E%2F%2E%2E", [](const Sandbox& s, const std::string& v) { return s.get("item=47&lang=" + v); }, kUser},
+        {"/etc", [](const Sandbox& s, const std::string& v) { return s.post("", "item=47&lang=" + v); }, kUser},
+        {"..", [](const Sandbox& s, const std::string& v) { return s.run({{"QUERY_STRING", "item=47"}}, "", {"lang=" + v}); },
+         kUser},
+        {"../../x", [](const Sandbox& s, const std::string& v) {
+             return s.post_multipart("b", field("lang", v) + field("item", "47") + "--b--\r\n"); }, kUser},
+        {"a/../..", [](const Sandbox& s, const std::string& v) {
+             return s.post_multipart("b", field("lang", v) + field("item", "47") + "--b--\r\n"); }, kUser},
+        {longest, [](const Sandbox& s, const std::string& v) { return s.get("item=47&lang=" + v); },
+         error_page("in file tmpl line 25", "No such file or directory")},
+        {"/../../user", [](const Sandbox& s, const std::string& v) { return s.get("item=25&step=" + v); },
+         error_page("in file tmpl line 25", "File name too long")},
+        {"/sub/../../../x/user", [](const Sandbox& s, const std::string& v) {
+             return s.post_multipart("b", field("item", "47") + field("step", v) + "--b--\r\n"); },
+         error_page("in file tmpl line 25", "File name too long")},
+        {"123", [](const Sandbox& s, const std::string& v) { return s.get("item=47&step=" + v); },
+         error_page("in file tmpl line 25", "No such file or directory")},
+        {longest, [](const Sandbox& s, const std::string& v) { return s.get("item=47&step=" + v); },
+         error_page("in file tmpl line 25", "File name too long")},
+        // Upload names: absolute, climbing, or longer than a file name may be.
+        {outside, [](const Sandbox& s, const std::string& v) {
+             return s.post_multipart("b", field("item", "47") + file_head(v) + "x\r\n--b--\r\n"); },
+         error_page("in file http line 339", "Permission denied") + kUser},
+        {"../../../../../../../.." + outside, [](const Sandbox& s, const std::string& v) {
+             return s.post_multipart("b", field("item", "47") + file_head(v) + "x\r\n--b--\r\n"); },
+         error_page("in file http line 339", "Permission denied") + kUser},
+        {std::string(300, 'n'), [](const Sandbox& s, const std::string& v) {
+             return s.post_multipart("b", field("item", "47") + file_head(v) + "x\r\n--b--\r\n"); },
+         error_page("in file http line 339", "File name too long") + kUser},
+        {"..%2F..%2Fx", [](const Sandbox& s, const std::string& v) {  // not decoded: a plain name
+             return s.post_multipart("b", field("item", "47") + file_head(v) + "x\r\n--b--\r\n"); }, kUser},
+    };
+    for (const Case& c : cases) {
+        const std::vector<std::string> before = list_tree(base);
+        CgiResult r = c.run(sb, c.name);
+        EXPECT_EQ(r.out, c.expect) << c.name.substr(0, 40);
+        EXPECT_EQ(r.out.find("decoy"), std::string::npos);
+        for (const std::string& p : changed(before, list_tree(base))) {  // the logs, a plain upload: nothing else
+            bool log = p == "root/var" || p.rfind("root/var/log", 0) == 0;
+            bool upload = p.rfind("root/tmp/upload/", 0) == 0 && p.find('/', 16) == std::string::npos;
+            EXPECT_TRUE(log || upload) << c.name.substr(0, 40) << ": " << p;
+        }
+        EXPECT_NE(access(outside.c_str(), F_OK), 0);
+    }
+    EXPECT_EQ(sb.read("/tmp/upload/..%2F..%2Fx"), "x\r\n");
+}
+
+TEST(HostileInput, SizesFarPastAnyFormAreBoundedAndAnswered)
+{
+    Sandbox sb;
+    pages(sb);
+    std::string many;  // 100,000 variables, then the item: a 1.3 MB body
+    for (int i = 0; i < 100000; ++i)
+        many += "v" + std::to_string(i) + "=x&";
+    many += "item=47";
+    const std::string tera = std::to_string(1LL << 40);
+    const std::string parts = field("item", "41") + field("act", "1") + "--b--\r\n";
+    struct Case {
+        std::string what, method, type, length, input, expect;
+    } cases[] = {
+        {"100,000 variables", "POST", "", std::to_string(many.size()), many, kUser},
+        {"urlencoded, longer than its length", "POST", "", "7", "item=41&item=47", kRedunt},
+        {"urlencoded, shorter than its length", "POST", "", "9999", "item=41", kRedunt},
+        {"urlencoded, length 2^40", "POST", "", tera, "item=41", kTooBig + kIntro},
+        {"urlencoded, length not a number", "POST", "", "x7", "item=41", kIntro},
+        {"multipart, longer than its length", "POST", kMp, std::to_string(parts.find("--b\r\n", 4)), parts, kRedunt},
+        {"multipart, shorter than its length", "POST", kMp, "9999", parts, "templates/resultpage.tmpl"},
+        {"multipart, length 2^40", "POST", kMp, tera, parts, kTooBig + kIntro},
+        {"multipart, length not a number", "POST", kMp, "x", parts,
+         error_page("in file http line 297", "Message too long") + kIntro},
+    };
+    for (const Case& c : cases) {
+        CgiResult r = sb.run({{"REQUEST_METHOD", c.method}, {"CONTENT_TYPE", c.type}, {"CONTENT_LENGTH", c.length}},
+                             c.input);
+        EXPECT_EQ(r.status, 0) << c.what;
+        EXPECT_EQ(r.out, c.expect) << c.what;
+        EXPECT_FALSE(r.timed_out) << c.what;
+    }
+    // The longest query string a web server can pass (the kernel takes no
+    // environment text over 128 KiB), full of variables.
+    std::string query;
+    while (query.size() < 120000)
+        query += "q" + std::to_string(query.size()) + "=%41%42+&";
+    EXPECT_EQ(sb.get(query + "item=47").out, kUser);
+}
+
+TEST(HostileInput, EndlessStreamsAreReadNoFurtherThanTheLimit)
+{
+    Sandbox sb;
+    pages(sb);
+    const std::string upload = field("item", "47") + file_head("endless.bin");
+    const std::string fields = field("item", "47") + field("act", "1");
+    const std::string kb(1024, 'z'), tera = std::to_string(1LL << 40);
+    struct Case {
+        std::string what, type, length, head, chunk, expect;
+        size_t stored;  // bytes of endless.bin left in the upload folder (npos: none)
+    } cases[] = {
+        // Without a length the body ends at 16 MiB: what it brought is dropped.
+        {"multipart upload, no length", kMp, "", upload, kb, kTooBig + kIntro, std::string::npos},
+        {"multipart fields, no length", kMp, "", fields, field("v", "x"), kTooBig + kIntro, std::string::npos},
+        {"multipart, negative length", kMp, "-1", upload, kb, kTooBig + kIntro, std::string::npos},
+        // With a length, the body is that long.
+        {"multipart upload, length 3000", kMp, "3000", upload, kb, kUser, 3000 - upload.size()},
+        {"multipart, length 2^40", kMp, tera, fields, kb, kTooBig + kIntro, std::string::npos},
+        {"urlencoded, length 100", "", "100", "item=47&", "v=x&", kUser, std::string::npos},
+        {"urlencoded, no length", "", "", "item=47&", "v=x&", kIntro, std::string::npos},
+        {"urlencoded, length 2^40", "", tera, "item=47&", "v=x&", kTooBig + kIntro, std::string::npos},
+    };
+    for (const Case& c : cases) {
+        Endless run = run_endless(sb, {{"REQUEST_METHOD", "POST"}, {"CONTENT_TYPE", c.type}, {"CONTENT_LENGTH", c.length}},
+                              c.head, c.chunk);
+        EXPECT_FALSE(run.result.timed_out) << c.what;
+        EXPECT_EQ(run.result.status, 0) << c.what;
+        const std::string& out = run.result.out;  // a line the limit cut may be reported first
+        EXPECT_TRUE(out.size() >= c.expect.size() && out.substr(out.size() - c.expect.size()) == c.expect)
+            << c.what << ": " << out.substr(0, 500);
+        EXPECT_LT(run.fed, size_t(64) << 20) << c.what;            // the program stopped reading
+        EXPECT_LT(run.max_rss_kb, 512L * 1024) << c.what;          // and held no stream in memory
+        EXPECT_EQ(sb.exists("/tmp/upload/endless.bin") ? sb.read("/tmp/upload/endless.bin").size() : std::string::npos,
+                  c.stored) << c.what;
+        sb.remove("/tmp/upload/endless.bin");
+    }
+}
