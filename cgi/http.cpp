@@ -17,7 +17,7 @@ FILE* g_in = nullptr;
 
 FILE* input() { return g_in ? g_in : stdin; }
 
-// A urlencoded body larger than this is treated like a failed allocation: the
+// A request body larger than this is treated like a failed allocation: the
 // device could never hold it.
 constexpr long BODY_LIMIT = 16L * 1024 * 1024;
 
@@ -129,8 +129,9 @@ bool safe_upload_name(const std::string& name)
 }
 
 // Streams one upload into f until the ring holds the boundary, or until the
-// input ends (then the file holds what the stream carried).
-void copy_upload(FILE* f, const char* boundary)
+// input ends (then the file holds what the stream carried), one byte at a
+// time.
+void copy_upload_by_byte(FILE* f, const char* boundary)
 {
     RingBuffer ring{};
     int32_t size = int32_t(strlen(boundary));
@@ -161,6 +162,188 @@ void copy_upload(FILE* f, const char* boundary)
     }
     ring_free(&ring);
 }
+
+// An upload's bytes on their way into its file, written in large pieces.
+class UploadWriter {
+public:
+    // f is fresh: nothing was written to it yet, so it can do without a
+    // buffer of its own (stdio would pass on a large piece in two writes).
+    explicit UploadWriter(FILE* f) : f_(f) { setvbuf(f_, nullptr, _IONBF, 0); }
+    ~UploadWriter() { flush(); }
+    void put(const unsigned char* bytes, size_t n)
+    {
+        while (n > 0) {
+            if (used_ == 0 && n >= sizeof buf_) {
+                fwrite(bytes, 1, n, f_);
+                return;
+            }
+            size_t part = n < sizeof buf_ - used_ ? n : sizeof buf_ - used_;
+            memcpy(buf_ + used_, bytes, part);
+            used_ += part;
+            bytes += part;
+            n -= part;
+            if (used_ == sizeof buf_)
+                flush();
+        }
+    }
+    void flush()
+    {
+        if (used_ > 0)
+            fwrite(buf_, 1, used_, f_);
+        used_ = 0;
+    }
+
+private:
+    FILE* f_;
+    size_t used_ = 0;
+    unsigned char buf_[1 << 16];
+};
+
+// The upload loop with the ring's result, a stretch at a time. The ring of
+// B bytes slides one byte per step and matches where its first B-1 bytes are
+// the boundary's first B-1 characters, provided the boundary's last two
+// characters differ (its newest byte is never looked at). So every byte that
+// is not the boundary's first character is written as the ring would write
+// it, and only where that character appears are the next B-2 bytes taken to
+// compare. The input is consumed exactly as far as the ring would have
+// consumed it: to the end of the input, or B bytes from the match on.
+void copy_upload(FILE* f, const char* boundary)
+{
+    const size_t size = strlen(boundary);
+    unsigned char window[128];
+    if (size < 2 || size > sizeof window) {
+        copy_upload_by_byte(f, boundary);
+        return;
+    }
+    FILE* in = input();
+    const unsigned char* text = reinterpret_cast<const unsigned char*>(boundary);
+    const unsigned char first = text[0];
+    const size_t compared = size - 1;  // the bytes of the ring that are compared
+    const bool can_match = text[size - 1] != text[size - 2];
+    UploadWriter out(f);
+
+    // The ring's first fill: B bytes, or what the input has.
+    size_t held = fread(window, 1, size, in);  // consumed, not yet written
+    if (held < size) {
+        out.put(window, held);
+        return;
+    }
+    for (;;) {
+        // Write what cannot start a match.
+        const unsigned char* candidate =
+            can_match ? static_cast<const unsigned char*>(memchr(window, first, held)) : nullptr;
+        if (!candidate) {
+            out.put(window, held);
+            held = 0;
+            // Whole stretches of the stream's buffer up to the next first character.
+            for (;;) {
+                const unsigned char* bytes;
+                size_t n = aux_peek(in, &bytes);
+                if (n == 0) {
+                    int c = getc(in);  // the stream fills its buffer
+                    if (c == EOF)
+                        return;  // the input ended: all of it is written
+                    window[0] = static_cast<unsigned char>(c);
+                    if (can_match && window[0] == first) {
+                        held = 1;
+                        break;
+                    }
+                    out.put(window, 1);
+                    continue;
+                }
+                const unsigned char* hit =
+                    can_match ? static_cast<const unsigned char*>(memchr(bytes, first, n)) : nullptr;
+                if (!hit) {
+                    out.put(bytes, n);
+                    aux_take(in, n);
+                    continue;
+                }
+                out.put(bytes, size_t(hit - bytes));
+                aux_take(in, size_t(hit - bytes) + 1);
+                window[0] = first;
+                held = 1;
+                break;
+            }
+        } else if (candidate != window) {
+            out.put(window, size_t(candidate - window));
+            held -= size_t(candidate - window);
+            memmove(window, candidate, held);
+        }
+        // window[0] is the first character: take the rest of the compared bytes.
+        while (held < compared) {
+            const unsigned char* bytes;
+            size_t n = aux_peek(in, &bytes);
+            if (n == 0) {
+                int c = getc(in);
+                if (c == EOF)
+                    break;
+                window[held++] = static_cast<unsigned char>(c);
+                continue;
+            }
+            size_t want = compared - held < n ? compared - held : n;
+            memcpy(window + held, bytes, want);
+            aux_take(in, want);
+            held += want;
+        }
+        if (held < compared) {
+            out.put(window, held);  // too short for the boundary: the input ended
+            return;
+        }
+        if (memcmp(window, text, compared) == 0) {
+            // A match: the ring also holds the byte after these.
+            if (held == compared)
+                getc(in);
+            return;
+        }
+        out.put(window, 1);
+        --held;
+        memmove(window, window + 1, held);
+    }
+}
+
+// The multipart body as the parser reads it: at most CONTENT_LENGTH bytes
+// when the server gives the length, otherwise up to BODY_LIMIT bytes, past
+// which a stream that still goes on is "over".
+struct BodyStream {
+    FILE* from;
+    long left;
+    bool limited_by_length;
+    bool over;
+};
+
+ssize_t body_read(void* cookie, char* buf, size_t size)
+{
+    BodyStream* body = static_cast<BodyStream*>(cookie);
+    if (body->left <= 0) {
+        if (!body->limited_by_length && !body->over && getc(body->from) != EOF)
+            body->over = true;
+        return 0;
+    }
+    size_t n = fread(buf, 1, size < size_t(body->left) ? size : size_t(body->left), body->from);
+    body->left -= long(n);
+    return ssize_t(n);
+}
+
+// Forgets everything a multipart body brought: its uploads (files too), its
+// variables, lang, item and act.
+void drop_body()
+{
+    while (HListNode* upload = g_request.files) {
+        dev_unlink((std::string("/tmp/upload/") + upload->value).c_str());
+        g_request.files = upload->next;
+        http_node_free(upload);
+    }
+    while (g_request.variables && g_request.variables->next) {
+        HListNode* node = g_request.variables;
+        g_request.variables = node->next;
+        http_node_free(node);
+    }
+    memset(g_request.lang, 0, sizeof g_request.lang);
+    g_request.item = 0;
+    g_request.act = 0;
+}
+
+int parse_parts();
 
 }  // namespace
 
@@ -351,7 +534,42 @@ void http_parse_urlencoded(int argc, char** argv)
         http_add_pair(argv[i]);
 }
 
+// A multipart body is read no further than CONTENT_LENGTH. One declared
+// larger than BODY_LIMIT is refused unread; without a length (or with a
+// negative one) a stream that goes on past BODY_LIMIT is refused when it gets
+// there, and what it brought is dropped. Both are reported as the failed
+// allocation of an over-long urlencoded body is.
 int http_parse_multipart(int, char**)
+{
+    const char* length_text = getenv("CONTENT_LENGTH");
+    long length = length_text ? strtol(length_text, nullptr, 10) : -1;
+    if (length > BODY_LIMIT) {
+        aux_error("in file http line 258", ENOMEM);
+        return -1;
+    }
+    BodyStream body{input(), length >= 0 ? length : BODY_LIMIT, length >= 0, false};
+    cookie_io_functions_t io{body_read, nullptr, nullptr, nullptr};
+    FILE* limited = fopencookie(&body, "r", io);
+    if (!limited) {
+        aux_error("in file http line 258", errno);
+        return -1;
+    }
+    FILE* outer = g_in;
+    g_in = limited;
+    int result = parse_parts();
+    g_in = outer;
+    fclose(limited);
+    if (body.over) {
+        drop_body();
+        aux_error("in file http line 258", ENOMEM);
+        return -1;
+    }
+    return result;
+}
+
+namespace {
+
+int parse_parts()
 {
     char first[99];
     if (!read_line(first, sizeof first))
@@ -434,6 +652,8 @@ int http_parse_multipart(int, char**)
         skip_lines(1);
     }
 }
+
+}  // namespace
 
 int http_move_upload(const char* name, const char* dir, const char* target)
 {

@@ -17,17 +17,41 @@ bool g_path_set = false;
 // "var/log" when it is missing.
 void sandbox_append(const char* name, const char* prefix, const char* text)
 {
-    std::string dir = g_root + "/var";
-    mkdir(dir.c_str(), 0755);
-    dir += "/log";
-    mkdir(dir.c_str(), 0755);
-    std::string file = dir + "/" + name;
+    std::string file = g_root + "/var/log/" + name;
     FILE* f = fopen(file.c_str(), "a");
+    if (!f && errno == ENOENT) {
+        std::string dir = g_root + "/var";
+        mkdir(dir.c_str(), 0755);
+        dir += "/log";
+        mkdir(dir.c_str(), 0755);
+        f = fopen(file.c_str(), "a");
+    }
     if (!f)
         return;
     fprintf(f, "%s%s\n", prefix, text);
     fclose(f);
 }
+
+// The file a device path stands for, built on the stack when it fits: every
+// configuration read passes here.
+class SandboxFile {
+public:
+    explicit SandboxFile(const char* device_path)
+    {
+        size_t root_len = g_root.size(), len = strlen(device_path);
+        if (root_len + len < sizeof buf_) {
+            memcpy(buf_, g_root.data(), root_len);
+            memcpy(buf_ + root_len, device_path, len + 1);
+        } else {
+            spill_ = g_root + device_path;
+        }
+    }
+    const char* c_str() const { return spill_.empty() ? buf_ : spill_.c_str(); }
+
+private:
+    char buf_[512];
+    std::string spill_;
+};
 
 // Puts the sandbox's tool folders in front of PATH, once, before the first
 // command runs.
@@ -133,11 +157,11 @@ int dev_init()
 }
 
 std::string dev_path(const char* device_path) { return g_root + device_path; }
-FILE* dev_fopen(const char* p, const char* mode) { return fopen(dev_path(p).c_str(), mode); }
-int dev_stat(const char* p, struct stat* st) { return stat(dev_path(p).c_str(), st); }
-int dev_mkdir(const char* p, mode_t mode) { return mkdir(dev_path(p).c_str(), mode); }
-int dev_chdir(const char* p) { return chdir(dev_path(p).c_str()); }
-int dev_unlink(const char* p) { return unlink(dev_path(p).c_str()); }
+FILE* dev_fopen(const char* p, const char* mode) { return fopen(SandboxFile(p).c_str(), mode); }
+int dev_stat(const char* p, struct stat* st) { return stat(SandboxFile(p).c_str(), st); }
+int dev_mkdir(const char* p, mode_t mode) { return mkdir(SandboxFile(p).c_str(), mode); }
+int dev_chdir(const char* p) { return chdir(SandboxFile(p).c_str()); }
+int dev_unlink(const char* p) { return unlink(SandboxFile(p).c_str()); }
 
 int dev_system(const char* command)
 {

@@ -21,14 +21,99 @@ void aux_error(const char* location, int error)
     dev_syslog(LOG_ERR, "Error %s: %s", location, text);
 }
 
+#if defined(__GLIBC__)
+size_t aux_peek(FILE* f, const unsigned char** bytes)
+{
+    *bytes = reinterpret_cast<const unsigned char*>(f->_IO_read_ptr);
+    return f->_IO_read_ptr < f->_IO_read_end ? size_t(f->_IO_read_end - f->_IO_read_ptr) : 0;
+}
+void aux_take(FILE* f, size_t n) { f->_IO_read_ptr += n; }
+#else
+size_t aux_peek(FILE*, const unsigned char** bytes)
+{
+    *bytes = nullptr;
+    return 0;
+}
+void aux_take(FILE*, size_t) {}
+#endif
+
+namespace {
+
+// The key of a line as strtok_r(line, separator, save) finds it: [*start,
+// *end), or false when the line has none. end stops at a separator or at the
+// end of the text.
+bool line_key(char* line, const char* separator, char** start, char** end)
+{
+    char* p = line + strspn(line, separator);
+    if (*p == '\0')
+        return false;
+    *start = p;
+    *end = p + strcspn(p, separator);
+    return true;
+}
+
+// What strtok_r leaves behind a key that ends at end: a separator there is cut
+// off and save points past it.
+void cut_key(char* end, char** save)
+{
+    if (*end) {
+        *end = '\0';
+        *save = end + 1;
+    } else {
+        *save = end;
+    }
+}
+
+bool key_matches(const char* start, size_t len, const char* key, size_t key_len)
+{
+    return len <= key_len && memcmp(start, key, len) == 0;
+}
+
+}  // namespace
+
 bool aux_keyed_line(FILE* f, char* line, int size, const char* key, const char* separator, char** save)
 {
-    while (fgets(line, size, f)) {
-        const char* line_key = strtok_r(line, separator, save);
-        if (line_key && strncmp(line_key, key, strlen(line_key)) == 0)
+    size_t key_len = strlen(key);
+    char sep = separator[0] != '\0' && separator[1] == '\0' ? separator[0] : '\0';
+    size_t piece_max = size > 1 ? size_t(size - 1) : 0;
+    for (;;) {
+        // A line is read as fgets(line, size, f) would read it. Where the
+        // stream already holds the whole piece, its key is looked at where it
+        // lies, and only the line that matches is copied out.
+        const unsigned char* bytes = nullptr;
+        size_t held = sep && piece_max > 0 ? aux_peek(f, &bytes) : 0;
+        const char* text = reinterpret_cast<const char*>(bytes);
+        const char* newline = held ? static_cast<const char*>(memchr(text, '\n', held < piece_max ? held : piece_max))
+                                   : nullptr;
+        size_t piece = newline ? size_t(newline - text) + 1 : held >= piece_max ? piece_max : 0;
+        if (piece == 0) {
+            char *start, *end;
+            if (!fgets(line, size, f))
+                return false;
+            if (line_key(line, separator, &start, &end) && key_matches(start, size_t(end - start), key, key_len)) {
+                cut_key(end, save);
+                return true;
+            }
+            continue;
+        }
+        size_t from = 0;
+        while (from < piece && text[from] == sep)
+            ++from;
+        const char* start = text + from;
+        const char* limit = static_cast<const char*>(memchr(start, sep, piece - from));
+        if (!limit)
+            limit = text + piece;
+        const char* zero = static_cast<const char*>(memchr(start, '\0', size_t(limit - start)));
+        const char* end = zero ? zero : limit;
+        if (end > start && key_matches(start, size_t(end - start), key, key_len)) {
+            memcpy(line, text, piece);
+            line[piece] = '\0';
+            aux_take(f, piece);
+            cut_key(line + (end - text), save);
             return true;
+        }
+        aux_take(f, piece);
     }
-    return false;
 }
 
 char* aux_message(const char* key, char* out)
