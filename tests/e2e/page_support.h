@@ -15,14 +15,27 @@ inline void result_page(const Sandbox& sb, const std::string& messages)
     sb.write_doc("english/messages", messages);
 }
 
-// Option lines from {value, label, value, label...}; marks[i] == '1' selects option i.
-inline std::string option_lines(const Lines& options, const std::string& marks)
+// Option lines from {value, label, value, label...}; marks[i] == '1' selects option i. With gap a blank
+// follows the value whether the option is selected or not.
+inline std::string option_lines(const Lines& options, const std::string& marks, bool gap = false,
+                                const std::string& indent = "    ")
 {
     std::string out;
     for (size_t i = 0; i + 1 < options.size(); i += 2)
-        out += "\n    <option value=\"" + options[i] + "\"" + (marks[i / 2] == '1' ? " selected" : "") + ">" +
-               options[i + 1] + "</option>";
+        out += "\n" + indent + "<option value=\"" + options[i] + "\"" + (gap ? " " : "") +
+               (marks[i / 2] == '1' ? (gap ? "selected" : " selected") : "") + ">" + options[i + 1] + "</option>";
     return out;
+}
+
+// Option lines (blank before the mark) of those {value, label...} options whose mark is not '-'.
+inline std::string offered_options(const Lines& options, const std::string& marks)
+{
+    Lines offered;
+    std::string kept;
+    for (size_t i = 0; i < marks.size(); ++i)
+        if (marks[i] != '-')
+            offered.insert(offered.end(), {options[2 * i], options[2 * i + 1]}), kept += marks[i];
+    return option_lines(offered, kept, true);
 }
 
 // A stand-in ip tool; the network status runs these commands and shows this.

@@ -1,7 +1,5 @@
-// The digital inputs page (item 48): the inputs' state from "/proc/qx_di" and
-// the transitions the monitoring reports. And the redundancy and remote-dial
-// pages (items 41, 42), whose items keep no handler: their templates go out
-// as they are, with act too.
+// The digital inputs page (item 48), and the redundancy and remote-dial pages (items 41, 42) whose items keep
+// no handler.
 #include <gtest/gtest.h>
 
 #include "page_support.h"
@@ -28,17 +26,14 @@ void setup(Sandbox& sb)
 
 }  // namespace
 
-TEST(DigitalInputsPage, ShowReadsTheFirstDigitOfTheKernelFile)
+TEST(DigitalInputsPage, ShowReadsTheFirstDigitOfTheKernelFileAndMarksOnlyExactYes)
 {
     // {file content (nullptr: no file), input 1, input 2}
     const struct {
         const char* content;
         const std::string &in1, &in2;
-    } cases[] = {
-        {nullptr, kNone, kNone}, {"", kNone, kNone},  {"3\n", kOn, kOn},   {"2", kOff, kOn},
-        {"10", kOn, kOff},       {"1", kOn, kOff},    {"0", kOff, kOff},   {"9", kOn, kOn},
-        {"4", kOff, kOn},        {"x3", kOff, kOff},  {"\n", kOff, kOff},  {"-1", kOff, kOff},
-    };
+    } cases[] = {{nullptr, kNone, kNone}, {"", kNone, kNone}, {"3\n", kOn, kOn}, {"2", kOff, kOn}, {"10", kOn, kOff},
+                 {"0", kOff, kOff},       {"9", kOn, kOn},     {"4", kOff, kOn},  {"x3", kOff, kOff}};
     Sandbox sb;
     setup(sb);
     sb.config("digin.config", digin("no", "yes", "no", "yes", "no"));
@@ -52,24 +47,14 @@ TEST(DigitalInputsPage, ShowReadsTheFirstDigitOfTheKernelFile)
         EXPECT_EQ(r.out, c.in1 + "|" + c.in2 + "||disabled|checked||checked|") << (c.content ? c.content : "none");
     }
     EXPECT_EQ(sb.messages(), Lines{});
-}
-
-TEST(DigitalInputsPage, ShowMarksOnlyExactYes)
-{
-    const struct {
-        std::string file, marks;
-    } cases[] = {
-        {digin("yes", "yes", "yes", "yes", "yes"), "checked||checked|checked|checked|checked"},
-        {digin("Yes", "Yes", "yes ", "yess", ""), "|disabled||||"},
-        {digin("yes", "no", "no", "no", "YES"), "checked|||||"},
-        {"", "|disabled||||"},
-    };
-    Sandbox sb;
-    setup(sb);
-    sb.write("/proc/qx_di", "1\n");
-    for (const auto& c : cases) {
-        sb.config("digin.config", c.file);
-        EXPECT_EQ(sb.get("item=48").out, kOn + "|" + kOff + "|" + c.marks) << c.file;
+    // {digin.config, the marks}
+    const Lines marks[] = {{digin("yes", "yes", "yes", "yes", "yes"), "checked||checked|checked|checked|checked"},
+                           {digin("Yes", "Yes", "yes ", "yess", ""), "|disabled||||"},
+                           {digin("yes", "no", "no", "no", "YES"), "checked|||||"},
+                           {"", "|disabled||||"}};
+    for (const Lines& c : marks) {
+        sb.config("digin.config", c[0]);
+        EXPECT_EQ(sb.get("item=48").out, kOff + "|" + kOff + "|" + c[1]) << c[0];
     }
 }
 
@@ -81,7 +66,6 @@ TEST(DigitalInputsPage, ApplyStoresTransitionsOnlyWithMonitoringOn)
         {"dim=yes", digin("yes", "no", "no", "no", "no")},
         // Off, or anything but exactly "yes": only the switch, the transitions stay.
         {"di1lh=yes&di1hl=yes&di2lh=yes&di2hl=yes", digin("no", "old", "old", "old", "old")},
-        {"dim=Yes&di1lh=yes", digin("no", "old", "old", "old", "old")},
         {"dim=yesyes&di1lh=yes", digin("no", "old", "old", "old", "old")},
     };
     for (const auto& [body, file] : cases) {
@@ -93,10 +77,7 @@ TEST(DigitalInputsPage, ApplyStoresTransitionsOnlyWithMonitoringOn)
         EXPECT_EQ(r.out, "Inputs\n|Stored\n") << body;
         EXPECT_EQ(sb.config("digin.config"), file) << body;
     }
-}
-
-TEST(DigitalInputsPage, FactoryFileHoldsEveryKeyThePageWrites)
-{
+    // The factory file holds every key the page writes.
     Sandbox sb;
     setup(sb);
     sb.post("item=48&act=1", "dim=yes&di1lh=yes&di2hl=yes");
@@ -116,14 +97,14 @@ TEST(RedundancyPages, ItemsWithoutHandlerPrintTheirTemplatesUnfilled)
     sb.write_doc("english/rdial.tmpl", rdial);
     result_page(sb, "crdial_head:Dial head\ncrdial_rslt:Dial stored\n");
     const std::string fields = "redunt_typ=peer&rdial_ip=10.1.1.1&rdial_dout=yes&rdial_port=1&iplist=10.2.2.2+";
-    for (const char* item : {"41", "42"}) {
-        CgiResult r = sb.get(std::string("item=") + item);
+    for (const Lines& n : {Lines{"41", redunt}, Lines{"42", rdial}}) {
+        CgiResult r = sb.get("item=" + n[0]);
         EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, item == std::string("41") ? redunt : rdial);
+        EXPECT_EQ(r.out, n[1]);
         // With act the result page goes out as it is, and nothing is stored.
-        r = sb.post(std::string("item=") + item + "&act=1", fields);
+        r = sb.post("item=" + n[0] + "&act=1", fields);
         EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, "{HEADLINE}|{MESSAGE}") << item;
+        EXPECT_EQ(r.out, "{HEADLINE}|{MESSAGE}") << n[0];
         EXPECT_EQ(sb.config("redundant.config"), factory);
     }
     EXPECT_FALSE(sb.exists("/var/log/commands"));
@@ -134,21 +115,21 @@ TEST(RedundancyPages, ShippedTemplates)
 {
     // The inputs page leaves no mark; the two pages without handler go out byte for byte.
     for (const std::string lang : {"english", "deutsch"}) {
+        auto shipped = [&](const std::string& name) {
+            return read_file(std::string(GWADMIN_SOURCE_DIR) + "/www/" + lang + "/" + name + ".tmpl");
+        };
         Sandbox sb;
         sb.defaults();
         sb.write("/proc/qx_di", "2\n");
         for (const char* name : {"distat", "redunt", "rdial"})  // a query's lang is cut to 6 characters
-            sb.write_doc(lang.substr(0, 6) + "/" + name + ".tmpl",
-                         read_file(std::string(GWADMIN_SOURCE_DIR) + "/www/" + lang + "/" + name + ".tmpl"));
+            sb.write_doc(lang.substr(0, 6) + "/" + name + ".tmpl", shipped(name));
         const std::string page = sb.get("item=48&lang=" + lang).out;
         EXPECT_EQ(page.rfind("Content-Type: text/html; charset=utf-8\n\n", 0), 0u) << lang;
         EXPECT_NE(page.find("color:#EF7B00;background-color:#000000\">off<"), std::string::npos) << lang;
         EXPECT_NE(page.find("color:#000000;background-color:#EF7B00\">on<"), std::string::npos) << lang;
         size_t open = page.find('{');
         EXPECT_EQ(open, std::string::npos) << lang << ": " << page.substr(open == std::string::npos ? 0 : open, 20);
-        for (const char* name : {"redunt", "rdial"})
-            EXPECT_EQ(sb.get(std::string("item=") + (name == std::string("redunt") ? "41" : "42") + "&lang=" + lang).out,
-                      read_file(std::string(GWADMIN_SOURCE_DIR) + "/www/" + lang + "/" + name + ".tmpl"))
-                << lang << " " << name;
+        for (const Lines& n : {Lines{"41", "redunt"}, Lines{"42", "rdial"}})
+            EXPECT_EQ(sb.get("item=" + n[0] + "&lang=" + lang).out, shipped(n[1])) << lang << " " << n[1];
     }
 }

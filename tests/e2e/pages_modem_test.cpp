@@ -1,7 +1,4 @@
-// The modem page (item 7: the internal modem by model, the external one by
-// type, keys with the prefix INT_ or EXT_ in modem.config) and the dial-out
-// page (item 9: device, redial settings and the provider list DIALOUT_ISP in
-// dialout.config).
+// The modem page (item 7, "modem.config") and the dial-out page (item 9, "dialout.config").
 #include <gtest/gtest.h>
 
 #include <sstream>
@@ -25,32 +22,30 @@ const char kCountries[] =
 std::string countries(const std::string& selected)
 {
     std::istringstream in(kCountries);
-    std::string out, iso, t35;
-    int n = 0;
-    while (in >> iso >> t35 && ++n)
-        out += "\n      <option value=\"" + t35 + "\" " + (t35 == selected ? "selected" : "") + ">" + iso + "</option>";
-    return n == 85 ? out : "not 85 countries";
-}
-
-std::string fieldset(const std::string& kind)
-{
-    return "<fieldset style=\"height:100px;\"><legend>" + kind + " Modem (intern) </legend></fieldset>";
+    Lines rows;
+    std::string marks;
+    for (std::string iso, t35; in >> iso >> t35; marks += t35 == selected ? '1' : '0')
+        rows.insert(rows.end(), {t35, iso});
+    return marks.size() == 85 ? option_lines(rows, marks, true, "      ") : "not 85 countries";
 }
 
 const std::string kAtLong = "AT+CGDCONT=1,\"IP\",\"internet.example\"";  // 37 characters, shown as 31
-
 const std::string kModemFile =
     "# Modems.\nEXT_MODEM_TYPE='none'\nINT_MODEM_COUNTRY_CODE='09'\nINT_MODEM_ISDN_MSN='4711'\n"
     "INT_MODEM_GSM_ATCMD='" + kAtLong + "'\nINT_MODEM_GSM_PIN='1234'\nEXT_MODEM_COUNTRY_CODE='04x'\n"
     "EXT_MODEM_ISDN_MSN='0815'\nEXT_MODEM_GSM_ATCMD='ATZ'\nEXT_MODEM_GSM_PIN='9999'\n";
 
-void modem_setup(Sandbox& sb, const std::string& model, const std::string& tmpl)
+// The model ("": no /etc/deviceID), modem.config and the template of the page.
+void setup(Sandbox& sb, const std::string& model, const std::string& modem, const std::string& page,
+           const std::string& tmpl)
 {
     sb.defaults();
-    sb.config("modem.config", kModemFile);
-    sb.write("/etc/deviceID", model + "\n");
-    sb.write_doc("english/modint.tmpl", tmpl);
-    result_page(sb, "modint_head:Modems\nmodint_rslt:Stored\n");
+    if (!model.empty())
+        sb.write("/etc/deviceID", model + "\n");
+    sb.config("modem.config", modem);
+    sb.write_doc("english/" + page + ".tmpl", tmpl);
+    result_page(sb, "modint_head:Modems\nmodint_rslt:Stored\ndiaout_head:Dial-out\ndiaout_rslt:Stored\n"
+                    "diaout_not_configured:No modem\n");
 }
 
 }  // namespace
@@ -62,54 +57,48 @@ TEST(ModemPage, ShowFillsTheInternalModemOfTheModelAndTheExternalOne)
                              "{EXT_COUNTRY_LIST}|{EXT_ISDN_MSN}|{EXT_GSM_ATCMD}|{EXT_GSM_PIN}";
     const std::string ext = "|" + countries("04") + "|0815|ATZ|9999";  // "04x" counts as "04"
     const std::string none = "|{ANALOG_MODEM}|{ISDN_MODEM}|{GSM_MODEM}|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|"
-                             "{INT_GSM_ATCMD}|{INT_GSM_PIN}";
-    const Lines cases[] = {
-        // {identification, page}
-        {KORU, "110px|\n" + none + ext},
-        {KORU + "-X", "110px|\n" + none + ext},  // any suffix
-        {ANALOG, "250px|" + fieldset("Analog") + "|visible|hidden|hidden|" + countries("09") +
+                             "{INT_GSM_ATCMD}|{INT_GSM_PIN}" + ext;
+    auto field = [](const std::string& kind) {
+        return "250px|<fieldset style=\"height:100px;\"><legend>" + kind + " Modem (intern) </legend></fieldset>|";
+    };
+    const Lines cases[] = {  // {model, page}
+        {KORU, "110px|\n" + none}, {KORU + "-X", "110px|\n" + none},
+        {"MX-RT-210B", "250px|{INTERNAL_MODEM_FIELD}" + none},
+        {ANALOG, field("Analog") + "visible|hidden|hidden|" + countries("09") +
                      "|{INT_ISDN_MSN}|{INT_GSM_ATCMD}|{INT_GSM_PIN}" + ext},
-        {ISDN, "250px|" + fieldset("ISDN") + "|hidden|visible|hidden|{INT_COUNTRY_LIST}|4711|{INT_GSM_ATCMD}|"
-                                             "{INT_GSM_PIN}" + ext},
-        {GSM, "250px|" + fieldset("GSM") + "|hidden|hidden|visible|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|" +
-                  kAtLong.substr(0, 31) + "|1234" + ext},
-        {"MX-RT-210B", "250px|{INTERNAL_MODEM_FIELD}" + none + ext},  // an unknown model
+        {ISDN, field("ISDN") + "hidden|visible|hidden|{INT_COUNTRY_LIST}|4711|{INT_GSM_ATCMD}|{INT_GSM_PIN}" + ext},
+        {GSM, field("GSM") + "hidden|hidden|visible|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|" + kAtLong.substr(0, 31) +
+                  "|1234" + ext},
+        {"", error_page("in file modint line 121", "No such file or directory")},
     };
     for (const Lines& c : cases) {
         Sandbox sb;
-        modem_setup(sb, c[0], tmpl);
+        setup(sb, c[0], kModemFile, "modint", tmpl);
         CgiResult r = sb.get("item=7");
         EXPECT_EQ(r.status, 0);
         EXPECT_EQ(r.out, c[1]) << c[0];
     }
-    // Without the model nothing is shown.
-    Sandbox sb;
-    modem_setup(sb, KORU, tmpl);
-    sb.remove("/etc/deviceID");
-    EXPECT_EQ(sb.get("item=7").out, error_page("in file modint line 121", "No such file or directory"));
 }
 
 TEST(ModemPage, TypeButtonsCheckTheTypesTheStoredValueBegins)
 {
     auto radios = [](const std::string& marks) {
-        const Lines rows = {"none", "None", "analog", "Analog", "dsl", "DSL"};
         std::string out;
-        for (size_t i = 0; i < 3; ++i)
-            out += "\n    <input type=\"radio\" name=\"Modemtype\" value=\"" + rows[2 * i] + "\" " +
-                   (marks[i] == '1' ? "checked" : "") + " onclick=\"chooseDiv(" + std::to_string(i) + ");\">" +
-                   rows[2 * i + 1];
+        for (int i = 0; i < 3; ++i)
+            out += "\n    <input type=\"radio\" name=\"Modemtype\" value=\"" + Lines{"none", "analog", "dsl"}[i] +
+                   "\" " + (marks[i] == '1' ? "checked" : "") + " onclick=\"chooseDiv(" + std::to_string(i) +
+                   ");\">" + Lines{"None", "Analog", "DSL"}[i];
         return out;
     };
-    const Lines cases[] = {
-        // {stored type ("-": no line), checked, section, country code, selected}
-        {"-", "111", "0", "04", "04"},  {"", "111", "0", "4", ""},         {"none", "100", "0", "B3", "B3"},
-        {"analog", "010", "1", "9F", "9F"}, {"a", "010", "1", "b3", ""}, {"dsl", "001", "2", "", ""},
-        {"isdn", "000", "{EXT_MODEM_TYPE}", "0", ""}, {"gsm", "000", "{EXT_MODEM_TYPE}", "AE", "AE"},  // TR's code
-    };
+    // {stored type ("-": no line), checked, section, country code, selected}
+    const Lines cases[] = {{"-", "111", "0", "4", ""},      {"none", "100", "0", "B3", "B3"},
+                           {"a", "010", "1", "9F", "9F"},   {"dsl", "001", "2", "", ""},
+                           {"isdn", "000", "{EXT_MODEM_TYPE}", "b3", ""},
+                           {"gsm", "000", "{EXT_MODEM_TYPE}", "AE", "AE"}};  // TR's code
     for (const Lines& c : cases) {
         Sandbox sb;
-        modem_setup(sb, KORU, "{EXT_RADIO_OPTS}|{EXT_MODEM_TYPE}|{EXT_COUNTRY_LIST}");
-        sb.config("modem.config", edit_conf(kModemFile, {{"EXT_MODEM_TYPE", c[0]}, {"EXT_MODEM_COUNTRY_CODE", c[3]}}));
+        setup(sb, KORU, edit_conf(kModemFile, {{"EXT_MODEM_TYPE", c[0]}, {"EXT_MODEM_COUNTRY_CODE", c[3]}}),
+              "modint", "{EXT_RADIO_OPTS}|{EXT_MODEM_TYPE}|{EXT_COUNTRY_LIST}");
         EXPECT_EQ(sb.get("item=7").out, radios(c[1]) + "|" + c[2] + "|" + countries(c[4])) << c[0];
     }
 }
@@ -119,36 +108,28 @@ TEST(ModemPage, ApplyStoresTheModelsInternalModemAndTheChosenExternalType)
     const std::string body = "INT_country=0A&INT_msn=m1&INT_pinAT=AT1&INT_pin=1111&EXT_country=9F&EXT_msn=m2&"
                              "EXT_pinAT=AT2&EXT_pin=2222&Modemtype=";
     // Country, MSN and GSM settings of each modem.
-    const std::vector<Lines> internal[] = {{{"INT_MODEM_COUNTRY_CODE", "0A"}},
-                                           {{"INT_MODEM_ISDN_MSN", "m1"}},
-                                           {{"INT_MODEM_GSM_ATCMD", "AT1"}, {"INT_MODEM_GSM_PIN", "1111"}}};
-    const std::vector<Lines> external[] = {{{"EXT_MODEM_COUNTRY_CODE", "9F"}},
-                                           {{"EXT_MODEM_ISDN_MSN", "m2"}},
-                                           {{"EXT_MODEM_GSM_ATCMD", "AT2"}, {"EXT_MODEM_GSM_PIN", "2222"}}};
-    const std::vector<Lines> nothing;
+    const std::vector<Lines> in[] = {{{"INT_MODEM_COUNTRY_CODE", "0A"}}, {{"INT_MODEM_ISDN_MSN", "m1"}},
+                                     {{"INT_MODEM_GSM_ATCMD", "AT1"}, {"INT_MODEM_GSM_PIN", "1111"}}, {}};
+    const std::vector<Lines> ex[] = {{{"EXT_MODEM_COUNTRY_CODE", "9F"}}, {{"EXT_MODEM_ISDN_MSN", "m2"}},
+                                     {{"EXT_MODEM_GSM_ATCMD", "AT2"}, {"EXT_MODEM_GSM_PIN", "2222"}}, {}};
     const struct {
         std::string model, type;
-        std::vector<Lines> internal, external;
-    } cases[] = {
-        {KORU, "none", nothing, nothing},        {KORU, "dsl", nothing, nothing},
-        {ANALOG, "analog", internal[0], external[0]}, {ISDN, "analogue", internal[1], external[0]},
-        {GSM, "isdn", internal[2], external[1]},  {KORU + "\n", "gsm", nothing, external[2]},
-        {"MX-RT", "", nothing, nothing},          {ANALOG, "Analog", internal[0], nothing},
-    };
+        int in, ex;  // 3: nothing
+    } cases[] = {{KORU, "none", 3, 3},    {ANALOG, "analog", 0, 0}, {ISDN, "analogue", 1, 0}, {GSM, "isdn", 2, 1},
+                 {KORU + "\n", "gsm", 3, 2}, {"MX-RT", "", 3, 3},  {ANALOG, "Analog", 0, 3}};
     for (const auto& c : cases) {
         Sandbox sb;
-        modem_setup(sb, c.model, "");
+        setup(sb, c.model, kModemFile, "modint", "");
         CgiResult r = sb.post("item=7&act=1", body + c.type);
         EXPECT_EQ(r.status, 0);
         EXPECT_EQ(r.out, "Modems\n|Stored\n") << c.model << " " << c.type;
         EXPECT_EQ(sb.config("modem.config"),
-                  edit_conf(kModemFile, concat(concat(c.internal, {{"EXT_MODEM_TYPE", c.type}}), c.external)))
+                  edit_conf(kModemFile, concat(concat(in[c.in], {{"EXT_MODEM_TYPE", c.type}}), ex[c.ex])))
             << c.model << " " << c.type;
     }
-
     // The result page's texts are cut to 254 characters.
     Sandbox sb;
-    modem_setup(sb, GSM, "");
+    setup(sb, GSM, kModemFile, "modint", "");
     result_page(sb, "modint_head:Modems\nmodint_rslt:" + std::string(300, 'x') + "\n");
     EXPECT_EQ(sb.post("item=7&act=1", body + "gsm").out, "Modems\n|" + std::string(254, 'x'));
     // Without the model nothing is stored, not even the type.
@@ -159,70 +140,46 @@ TEST(ModemPage, ApplyStoresTheModelsInternalModemAndTheChosenExternalType)
     EXPECT_EQ(sb.config("modem.config"), kModemFile);
 }
 
-// ---- dial-out ----------------------------------------------------------------
-
 namespace {
 
 const std::string kDialTmpl = "{DIALOUT_VISIBILITY}|{NO_DIALOUT_MESSAGE}|{DIALOUT_DEV}|{ALLOW}|"
                               "{DIALOUT_ANALOG_VISIBILITY}|{CMND}|{DELAY}|{APN}|{DOUTNUM}|{DOUTDELAY}|";
 const std::string kListTmpl =
     "{NAMEOPTS}|{NAMELIST}|{NMBOPTS}|{NMBLIST}|{USROPTS}|{USRLIST}|{PASSLIST}|{SELNO}|{SELNAME}";
-
 const std::string kDialFile = "# Dial-out.\nDIALOUT_DEV='ttyS1'\nDIALOUT_MTU='1492'\nDIALOUT_MRU='1492'\n"
                               "DIALOUT_MODEM_CMD='ATZ'\nDIALOUT_IDLE_TIME='300'\nDIALOUT_RETRIES='3'\n"
                               "DIALOUT_RETRY_DELAY='30'\nDIALOUT_GPRS_APN='web'\nDIALOUT_ISP_ACTIVE='1'\n"
                               "DIALOUT_ISP_N='0'\n";
 
-void dial_setup(Sandbox& sb, const std::string& model, const std::string& modem_type, const std::string& dial)
+void dial_setup(Sandbox& sb, const std::string& model, const std::string& type, const std::string& dial)
 {
-    sb.defaults();
-    if (!model.empty())
-        sb.write("/etc/deviceID", model + "\n");
-    sb.config("modem.config", "EXT_MODEM_TYPE='" + modem_type + "'\n");
+    setup(sb, model, "EXT_MODEM_TYPE='" + type + "'\n", "diaout", kDialTmpl + kListTmpl);
     sb.config("dialout.config", dial);
-    sb.write_doc("english/diaout.tmpl", kDialTmpl + kListTmpl);
-    result_page(sb, "diaout_head:Dial-out\ndiaout_rslt:Stored\ndiaout_not_configured:No modem\n");
 }
 
 }  // namespace
 
 TEST(DialOutPage, ShowOffersTheModemsPresentAndTheStoredDeviceWhileItsModemIsThere)
 {
-    const Lines all = {"none", "None", "internal", "Intern", "external", "Extern"};
-    const Lines no_internal = {"none", "None", "external", "Extern"};
-    const Lines no_external = {"none", "None", "internal", "Intern"};
-    const struct {
-        std::string model, type, dev;  // model "": no /etc/deviceID
-        Lines options;
-        std::string marks, allow;
-    } cases[] = {
-        {KORU, "analog", "ttyS1", no_internal, "10", "disabled"},
-        {KORU, "analog", "ttyS2", no_internal, "01", "enabled"},
-        {ANALOG, "none", "ttyS2", no_external, "10", "disabled"},
-        {ANALOG, "dsl", "ttyS2", all, "100", "disabled"},
-        {ANALOG, "dsl", "eth1", all, "001", "enabled"},
-        {ANALOG, "analog", "eth1", all, "100", "disabled"},
-        {ANALOG, "dsl", "eth1x", all, "000", "enabled"},
-        {GSM, "none", "ttyS1", no_external, "01", "enabled"},
-        {"MX-RT", "none", "ttyS1", no_external, "01", "enabled"},  // an unknown model has an internal modem
-        {"", "none", "ttyS1", no_external, "01", "enabled"},       // so has one that cannot be read
-        {ISDN, "isdn", "", all, "111", "enabled"},
-        {ISDN, "gsm", "ttyS2xyz", all, "001", "enabled"},
+    // {model ("": none readable), modem type, stored device, marks of none/internal/external ("-": not offered), state}
+    const Lines cases[] = {
+        {KORU, "analog", "ttyS1", "1-0", "disabled"},  {KORU, "analog", "ttyS2", "0-1", "enabled"},
+        {ANALOG, "none", "ttyS2", "10-", "disabled"},  {ANALOG, "dsl", "ttyS2", "100", "disabled"},
+        {ANALOG, "dsl", "eth1", "001", "enabled"},     {ANALOG, "analog", "eth1", "100", "disabled"},
+        {ANALOG, "dsl", "eth1x", "000", "enabled"},    {"MX-RT", "none", "ttyS1", "01-", "enabled"},
+        {"", "none", "ttyS1", "01-", "enabled"},       {ISDN, "isdn", "", "111", "enabled"},
+        {ISDN, "gsm", "ttyS2xyz", "001", "enabled"},
     };
-    for (const auto& c : cases) {
+    const Lines devices = {"none", "None", "internal", "Intern", "external", "Extern"};
+    for (const Lines& c : cases) {
         Sandbox sb;
-        dial_setup(sb, c.model, c.type, edit_conf(kDialFile, {{"DIALOUT_DEV", c.dev}}));
-        std::string options;
-        for (size_t i = 0; i < c.marks.size(); ++i)
-            options += "\n    <option value=\"" + c.options[2 * i] + "\" " + (c.marks[i] == '1' ? "selected" : "") +
-                       ">" + c.options[2 * i + 1] + "</option>";
-        const std::string error =
-            c.model.empty() ? error_page("in file diaout line 26", "No such file or directory") : "";
+        dial_setup(sb, c[0], c[1], edit_conf(kDialFile, {{"DIALOUT_DEV", c[2]}}));
         CgiResult r = sb.get("item=9");
         EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, error + "visible||" + options + "|" + c.allow +
-                             (c.type == "dsl" ? "|hidden|{CMND}" : "|visible|ATZ") + "|300|web|3|30||||||||1|")
-            << c.model << " " << c.type << " " << c.dev;
+        EXPECT_EQ(r.out, (c[0].empty() ? error_page("in file diaout line 26", "No such file or directory") : "") +
+                             "visible||" + offered_options(devices, c[3]) + "|" + c[4] +
+                             (c[1] == "dsl" ? "|hidden|{CMND}" : "|visible|ATZ") + "|300|web|3|30||||||||1|")
+            << c[0] << " " << c[1] << " " << c[2];
     }
     // No modem at all: only the message.
     Sandbox sb;
@@ -244,8 +201,7 @@ TEST(DialOutPage, ShowListsTheProvidersCutAndNamesTheActiveOne)
                               opt(user.substr(0, 63)) + opt("x\"y") + "|" + user.substr(0, 63) + " x\"y |" +
                               pass.substr(0, 30) + " s |";
     // {active provider, its name}: the name is not cut; an entry past the count is still found.
-    const Lines cases[] = {{"2", name2}, {"1", "one"}, {"3", "beyond"}, {"4", ""}, {"", ""}};
-    for (const Lines& c : cases) {
+    for (const Lines& c : {Lines{"2", name2}, Lines{"3", "beyond"}, Lines{"", ""}}) {
         Sandbox sb;
         dial_setup(sb, GSM, "none",
                    edit_conf(kDialFile, {{"DIALOUT_ISP_ACTIVE", c[0]}, {"DIALOUT_ISP_N", "-"}}) + list);
@@ -256,9 +212,9 @@ TEST(DialOutPage, ShowListsTheProvidersCutAndNamesTheActiveOne)
 
 TEST(DialOutPage, ApplyStoresTheDeviceByModemAndThenTheRest)
 {
-    const std::string old_list = "DIALOUT_ISP_1_NUM='n'\nDIALOUT_ISP_1_USER='u'\nDIALOUT_ISP_1_PASS='p'\n"
-                                 "DIALOUT_ISP_1_NAME='o'\nDIALOUT_ISP_2_NUM='n2'\n";
-    const std::string file = edit_conf(kDialFile, {{"DIALOUT_ISP_N", "1"}}) + old_list;
+    const std::string file = edit_conf(kDialFile, {{"DIALOUT_ISP_N", "1"}}) +
+                             "DIALOUT_ISP_1_NUM='n'\nDIALOUT_ISP_1_USER='u'\nDIALOUT_ISP_1_PASS='p'\n"
+                             "DIALOUT_ISP_1_NAME='o'\nDIALOUT_ISP_2_NUM='n2'\n";
     const std::string body = "Cmnd=AT%26F&Timeout=90&doutnum=5&doutdelay=10&numberlist=0191+0192+&"
                              "userlist=me+you+&passlist=s1+s2+&selno=2&dialout_dev=";
     const std::string rest = "DIALOUT_ISP_2_NUM='n2'\nDIALOUT_ISP_1_NUM='0191'\nDIALOUT_ISP_2_NUM='0192'\n"
