@@ -147,13 +147,20 @@ void tmpl_replace(const char* placeholder, const char* text)
     // such a text is put in once per occurrence, left to right.
     bool self = strstr(text, placeholder) != nullptr;
     size_t from = 0;
-    long budget = 1L << 20;  // a guard against endless joins
+    // A text that joins its neighbours into a new occurrence on every turn
+    // would grow the page without end: a call stops after 65,536
+    // replacements, or once it has built 256 MiB of pages, far beyond what a
+    // page of the device needs.
+    long turns = 1L << 16;
+    size_t built = 0;
+    constexpr size_t BUILD_LIMIT = size_t(256) << 20;
     bool replaced = false;
     while (char* hit = find_mark(page, page_len, from, placeholder, mark_len)) {
-        if (--budget < 0)
-            break;
         size_t before = size_t(hit - page);
         size_t fresh_len = page_len - mark_len + text_len;
+        if (--turns < 0 || fresh_len > BUILD_LIMIT - built)
+            break;
+        built += fresh_len;
         // Each replacement builds the whole page anew in the other buffer.
         if (g_spare_size < fresh_len + 1) {
             size_t want = fresh_len + 1 + (fresh_len + 1) / 2;

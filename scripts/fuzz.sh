@@ -7,7 +7,9 @@
 #
 #   bash scripts/fuzz.sh [--seconds N | --ci] [--jobs N] [TARGET...]
 #     --seconds N  fuzz each target N seconds (default 1800)
-#     --ci         60 seconds each, as the test command runs them
+#     --ci         60 seconds each from a fixed seed (the same mutations on
+#                  every run, so that a run fails again where it failed),
+#                  as the test command runs them
 #     --jobs N     targets fuzzed at the same time (default 2)
 #     TARGET...    only these targets (default: all)
 #
@@ -32,12 +34,13 @@ cd "$(dirname "$0")/.."
 repo=$(pwd)
 all_targets=(urlencoded multipart conf template messages certindex vpnlist sameorigin)
 seconds=1800
+seed=
 jobs=2
 targets=()
 while [ $# -gt 0 ]; do
     case $1 in
         --seconds) seconds=${2:?--seconds needs a number}; shift 2 ;;
-        --ci) seconds=60; shift ;;
+        --ci) seconds=60; seed=1; shift ;;
         --jobs) jobs=${2:?--jobs needs a number}; shift 2 ;;
         -h|--help) sed -n '2,/^set -uo/p' "$0" | sed '$d; s/^# \{0,1\}//'; exit 0 ;;
         -*) echo "fuzz: unknown option $1" >&2; exit 2 ;;
@@ -105,6 +108,7 @@ fuzz() {
     rm -rf "$tmp" "$crashes"
     mkdir -p "$corpus" "$crashes" "$tmp"
     local flags=(-timeout=20 -rss_limit_mb=2048 -print_final_stats=1 -artifact_prefix="$crashes")
+    [ -n "$seed" ] && flags+=(-seed="$seed")
     [ -f "$repo/fuzz/dict/$t.dict" ] && flags+=(-dict="$repo/fuzz/dict/$t.dict")
     local status=0 kept=()
     [ -d "$repo/fuzz/regressions/$t" ] && mapfile -t kept < <(find "$repo/fuzz/regressions/$t" -type f | sort)
