@@ -38,7 +38,8 @@ void show_key(const char* file, const char* key, const char* placeholder, size_t
 
 void store_field(const char* file, const char* form, const char* key) { conf_set(key, http_var(form), file); }
 
-bool yes_prefix(const char* value) { return strncmp(value, "yes", 3) == 0; }
+bool begins_with(const char* value, const char* word) { return strncmp(value, word, strlen(word)) == 0; }
+bool yes_prefix(const char* value) { return begins_with(value, "yes"); }
 bool yes_exact(const char* value) { return strcmp(value, "yes") == 0; }
 const char* yes_no(bool yes) { return yes ? "yes" : "no"; }
 const char* mark_if(bool on, const char* mark) { return on ? mark : ""; }

@@ -48,6 +48,7 @@ void show_texts(const char* file, const TextField (&fields)[N], size_t size = PA
 
 // ---- yes/no ----------------------------------------------------------------
 
+bool begins_with(const char* value, const char* word);  // compared over the word's length
 bool yes_prefix(const char* value);  // begins with "yes" (three characters)
 bool yes_exact(const char* value);   // is exactly "yes"
 const char* yes_no(bool yes);        // "yes" or "no"

@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "device/device.h"
+#include "render/aux.h"
 
 namespace {
 
@@ -43,4 +44,13 @@ InternalModem internal_modem(const char* id)
         if (strncmp(id, m.id, strlen(m.id)) == 0)
             return m.modem;
     return InternalModem::unknown;
+}
+
+bool lacks_internal_modem(const char* failure)
+{
+    char id[DEVICE_ID_SIZE];
+    if (read_device_id(id))
+        return internal_modem(id) == InternalModem::none;
+    aux_error(failure, errno);
+    return false;
 }

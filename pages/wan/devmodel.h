@@ -22,3 +22,7 @@ bool read_device_id(char (&id)[DEVICE_ID_SIZE]);
 // The internal modem of an identification, by prefix: only the beginning
 // counts, so a trailing newline or any suffix is ignored.
 InternalModem internal_modem(const char* id);
+
+// Whether the device is the model without internal modem. A model that cannot
+// be read is reported at failure and counts as one with a modem.
+bool lacks_internal_modem(const char* failure);

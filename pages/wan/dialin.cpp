@@ -3,7 +3,6 @@
 // is let in directly or called back, with the account and the addresses of
 // both ends of the link kept here. What the page offers depends on the model
 // in "/etc/deviceID" and on the external modem's type.
-#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -12,7 +11,6 @@
 #include "conf/conf.h"
 #include "pages/pages.h"
 #include "pages/wan/devmodel.h"
-#include "render/aux.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -46,8 +44,6 @@ const Option MODES[] = {{"dialin", "DialIn"}, {"callback", "Callback"}};
 const Option DEVICES[] = {{"none", "None"}, {"ttyS1", "Intern"}, {"ttyS2", "Extern"}};
 const OptionStyle DEVICE_STYLE = {"    ", " ", "selected", match_stored_prefix};
 
-bool begins(const char* value, const char* word) { return strncmp(value, word, strlen(word)) == 0; }
-
 // The mode radio buttons; each carries "{ALLOW}", filled with the inputs'.
 std::string mode_radios(const char* stored)
 {
@@ -64,7 +60,7 @@ int dialin_act()
 {
     const char* dev = http_var("dialin_dev");
     conf_set("DIALIN_DEV", dev, DIALIN);
-    if (begins(dev, "none"))
+    if (begins_with(dev, "none"))
         return 0;  // switched off: nothing else stored, no messages on the result page
     store_field(DIALIN, "mode", "DIALIN_MODE");
     store_texts(DIALIN, LINK);
@@ -74,20 +70,13 @@ int dialin_act()
 
 int dialin_show()
 {
-    // Only the model without internal modem counts as having none; an
-    // unreadable model is reported and taken as one with a modem.
-    bool no_internal = false;
-    char id[DEVICE_ID_SIZE];
-    if (read_device_id(id))
-        no_internal = internal_modem(id) == InternalModem::none;
-    else
-        aux_error("in file dialin line 27", errno);
+    bool no_internal = lacks_internal_modem("in file dialin line 27");
 
     char modem[MODEM_TYPE_SIZE];
     conf_get("EXT_MODEM_TYPE", modem, sizeof modem, MODEM);
-    bool no_external = begins(modem, "none");
+    bool no_external = begins_with(modem, "none");
     // A DSL modem cannot answer calls.
-    if (no_internal && (no_external || begins(modem, "dsl"))) {
+    if (no_internal && (no_external || begins_with(modem, "dsl"))) {
         tmpl_replace("{DIALIN_VISIBILITY}", "hidden");
         put_message("{NO_DIALIN_MESSAGE}", "dialin_not_configured");
         return 0;
@@ -104,17 +93,17 @@ int dialin_show()
     // A line whose modem is missing is shown as off.
     char dev[DEVICE_SIZE];
     conf_get("DIALIN_DEV", dev, sizeof dev, DIALIN);
-    if ((begins(dev, "ttyS1") && no_internal) || (begins(dev, "ttyS2") && no_external))
+    if ((begins_with(dev, "ttyS1") && no_internal) || (begins_with(dev, "ttyS2") && no_external))
         strcpy(dev, "none");
-    tmpl_replace("{ALLOW}", enabled(!begins(dev, "none")));
+    tmpl_replace("{ALLOW}", enabled(!begins_with(dev, "none")));
 
     // Only the lines that have a modem are offered (an external DSL modem
     // still gets its row).
     std::vector<Option> lines;
     for (const Option& d : DEVICES) {
-        if (begins(d.value, "ttyS1") && no_internal)
+        if (begins_with(d.value, "ttyS1") && no_internal)
             continue;
-        if (begins(d.value, "ttyS2") && no_external)
+        if (begins_with(d.value, "ttyS2") && no_external)
             break;
         lines.push_back(d);
     }

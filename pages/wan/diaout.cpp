@@ -4,7 +4,6 @@
 // command, idle time, redial behaviour and the providers, one of them active.
 // What it offers depends on the model in "/etc/deviceID" and on the external
 // modem's type.
-#include <cerrno>
 #include <cstring>
 #include <string>
 #include <vector>
@@ -13,7 +12,6 @@
 #include "conf/conf.h"
 #include "pages/pages.h"
 #include "pages/wan/devmodel.h"
-#include "render/aux.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -60,23 +58,21 @@ const ListField PROVIDERS_SHOWN[] = {
 const Option DEVICES[] = {{"none", "None"}, {"internal", "Intern"}, {"external", "Extern"}};
 const OptionStyle DEVICE_STYLE = {"    ", " ", "selected", match_stored_prefix};
 
-bool begins(const char* value, const char* word) { return strncmp(value, word, strlen(word)) == 0; }
-
 // The stored device as the page's choice; a device whose modem is no longer
 // there is shown as "none". Each rule works on what the ones before left.
 std::string device_choice(const char* stored, bool no_internal, const char* modem)
 {
-    bool no_external = begins(modem, "none"), dsl = begins(modem, "dsl");
+    bool no_external = begins_with(modem, "none"), dsl = begins_with(modem, "dsl");
     std::string dev = stored;
-    if (begins(dev.c_str(), "ttyS1") && no_internal)
+    if (begins_with(dev.c_str(), "ttyS1") && no_internal)
         dev = "none";
-    if (begins(dev.c_str(), "ttyS2") && (no_external || dsl))
+    if (begins_with(dev.c_str(), "ttyS2") && (no_external || dsl))
         dev = "none";
-    if (begins(dev.c_str(), "eth1") && (no_external || !dsl))
+    if (begins_with(dev.c_str(), "eth1") && (no_external || !dsl))
         dev = "none";
-    if (begins(dev.c_str(), "ttyS1"))
+    if (begins_with(dev.c_str(), "ttyS1"))
         dev = "internal";
-    if (begins(dev.c_str(), "ttyS2") || dev == "eth1")
+    if (begins_with(dev.c_str(), "ttyS2") || dev == "eth1")
         dev = "external";
     return dev;
 }
@@ -91,15 +87,15 @@ int diaout_act()
     conf_set("DIALOUT_MRU", MODEM_PACKET, DIALOUT);
 
     const char* dev = http_var("dialout_dev");
-    if (begins(dev, "none")) {
+    if (begins_with(dev, "none")) {
         conf_set("DIALOUT_DEV", "none", DIALOUT);
         return 0;  // switched off: nothing else stored, no messages on the result page
     }
-    if (begins(dev, "internal")) {
+    if (begins_with(dev, "internal")) {
         conf_set("DIALOUT_DEV", "ttyS1", DIALOUT);
         store_texts(DIALOUT, MODEM_COMMAND);
-    } else if (begins(dev, "external")) {
-        if (!begins(modem, "dsl")) {
+    } else if (begins_with(dev, "external")) {
+        if (!begins_with(modem, "dsl")) {
             conf_set("DIALOUT_DEV", "ttyS2", DIALOUT);
             store_texts(DIALOUT, MODEM_COMMAND);
         } else {
@@ -119,18 +115,11 @@ int diaout_act()
 
 int diaout_show()
 {
-    // Only the model without internal modem counts as having none; an
-    // unreadable model is reported and taken as one with a modem.
-    bool no_internal = false;
-    char id[DEVICE_ID_SIZE];
-    if (read_device_id(id))
-        no_internal = internal_modem(id) == InternalModem::none;
-    else
-        aux_error("in file diaout line 26", errno);
+    bool no_internal = lacks_internal_modem("in file diaout line 26");
 
     char modem[MODEM_TYPE_SIZE];
     conf_get("EXT_MODEM_TYPE", modem, sizeof modem, MODEM);
-    if (no_internal && begins(modem, "none")) {
+    if (no_internal && begins_with(modem, "none")) {
         // No modem at all: only the message.
         tmpl_replace("{DIALOUT_VISIBILITY}", "hidden");
         put_message("{NO_DIALOUT_MESSAGE}", "diaout_not_configured");
@@ -142,21 +131,21 @@ int diaout_show()
     char stored[DEVICE_SIZE];
     conf_get("DIALOUT_DEV", stored, sizeof stored, DIALOUT);
     const std::string dev = device_choice(stored, no_internal, modem);
-    tmpl_replace("{ALLOW}", enabled(!begins(dev.c_str(), "none")));
+    tmpl_replace("{ALLOW}", enabled(!begins_with(dev.c_str(), "none")));
 
     // Only the modems present are offered.
     std::vector<Option> devices;
     for (const Option& d : DEVICES) {
-        if (begins(d.value, "internal") && no_internal)
+        if (begins_with(d.value, "internal") && no_internal)
             continue;
-        if (begins(d.value, "external") && begins(modem, "none"))
+        if (begins_with(d.value, "external") && begins_with(modem, "none"))
             break;
         devices.push_back(d);
     }
     tmpl_replace("{DIALOUT_DEV}", option_list(devices.data(), devices.size(), dev.c_str(), DEVICE_STYLE).c_str());
 
     // A DSL modem has no command of its own.
-    if (!begins(modem, "dsl")) {
+    if (!begins_with(modem, "dsl")) {
         tmpl_replace("{DIALOUT_ANALOG_VISIBILITY}", "visible");
         show_texts(DIALOUT, MODEM_COMMAND);
     } else {

@@ -77,8 +77,6 @@ const char* const ANALOG_FIELDSET =
 const char* const ISDN_FIELDSET = "<fieldset style=\"height:100px;\"><legend>ISDN Modem (intern) </legend></fieldset>";
 const char* const GSM_FIELDSET = "<fieldset style=\"height:100px;\"><legend>GSM Modem (intern) </legend></fieldset>";
 
-bool begins(const char* value, const char* word) { return strncmp(value, word, strlen(word)) == 0; }
-
 // ---- apply side ------------------------------------------------------------
 
 template <size_t N>
@@ -175,11 +173,11 @@ int modint_act()
     // types that have any.
     const char* type = http_var("Modemtype");
     conf_set("EXT_MODEM_TYPE", type, MODEM);
-    if (begins(type, "analog"))
+    if (begins_with(type, "analog"))
         store_country(EXTERNAL);
-    if (begins(type, "isdn"))
+    if (begins_with(type, "isdn"))
         store_isdn(EXTERNAL);
-    if (begins(type, "gsm"))
+    if (begins_with(type, "gsm"))
         store_gsm(EXTERNAL);
     return page_result("modint", MESSAGE_SIZE);
 }
