@@ -143,6 +143,27 @@ char* conf_get(const char* wanted, char* out, size_t size, const char* file)
     return out;
 }
 
+bool conf_find(const char* wanted, std::string& value, const char* file)
+{
+    value.clear();
+    char key[NAME_SIZE], path[NAME_SIZE];
+    conf_key(key, wanted);
+    conf_path(path, file);
+    FILE* f = open_locked(dev_path(path), "r", LOCK_SH);
+    if (!f)
+        return false;
+    char line[LINE_SIZE];
+    char* save = nullptr;
+    bool found = aux_keyed_line(f, line, sizeof line, key, "=", &save);
+    if (found) {
+        const char* text = strtok_r(nullptr, "'", &save);
+        if (text && text[0] != '\n')
+            value = text;
+    }
+    fclose(f);
+    return found;
+}
+
 std::string conf_value(const char* key, const char* file, size_t max)
 {
     char value[CONF_VALUE_SIZE];

@@ -24,6 +24,11 @@ int conf_add(const char* key, const char* value, const char* file);
 int conf_set(const char* key, const char* value, const char* file);
 int conf_delete(const char* key, const char* file);
 
+// The value of key as conf_get finds it, without any report when the file or
+// the key is missing (checks of the request itself, before any page runs);
+// false when there is no such line.
+bool conf_find(const char* key, std::string& value, const char* file);
+
 // The value of key as a string (at most max characters).
 std::string conf_value(const char* key, const char* file, size_t max = CONF_VALUE_SIZE - 1);
 

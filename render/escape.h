@@ -1,0 +1,18 @@
+// Text from outside the template (settings, tool output, the certificate
+// index, request values) put into a page: the characters that mean something
+// in HTML are written as entities, so such a text can neither end the element
+// or attribute it stands in nor bring markup of its own. Texts without them
+// are put in byte for byte.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+// Appends the first len bytes of text to out, escaped: & < > " ' become
+// &amp; &lt; &gt; &quot; &#39;.
+void html_escape_append(std::string& out, const char* text, size_t len);
+std::string html_escape(const char* text);
+
+// tmpl_replace with the text escaped: the way to put a value into a page.
+// tmpl_replace itself is for markup the program builds.
+void tmpl_replace_text(const char* placeholder, const char* text);
