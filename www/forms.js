@@ -1,0 +1,2 @@
+/* gwadmin: the checks and editors of the settings forms. */
+"use strict";
