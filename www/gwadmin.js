@@ -1,5 +1,7 @@
-/* gwadmin: the menu, the language switch, the list editors and the mode
-   sections shared by every page. */
+/* gwadmin: the page frame (menu, language switch, unsaved-changes state,
+   confirmations, result pages, restart countdown, log filter, German texts
+   of the program's own words), the list editors and the mode sections
+   shared by every page. */
 "use strict";
 
 var CGI = "/cgi-bin/gwadmin";
@@ -55,6 +57,58 @@ var MENU = [
 var LANGS = [ { dir: "english", code: "en", name: "English" },
               { dir: "deutsch", code: "de", name: "Deutsch" } ];
 
+/* The frame's own texts. */
+var TEXT = {
+  en: {
+    overview: "Overview", skip: "Skip to content", menu: "Menu", cancel: "Cancel",
+    back: "Back to %s", backHome: "Back to the overview",
+    unsaved: "Unsaved changes",
+    persist: "Not yet permanent: the change is in the running configuration only and is lost at the next restart unless you save it.",
+    saveNow: "Save now",
+    saveTitle: "Save the configuration?",
+    saveText: "The running configuration, the OpenVPN settings and the certificates are saved to permanent storage and replace what was saved before.",
+    saveOk: "Save",
+    restartText: "The router is restarting. This takes about a minute. This page waits until the router answers again and then opens the overview.",
+    restartWait: "First check in %n s.",
+    restartPoll: "Waiting for the router to answer … (%n s)",
+    restartHome: "Open the overview now",
+    logSearch: "Search", logLevel: "Show", logNewest: "Newest first",
+    logLevels: [["err", "Errors"], ["warning", "Warnings and errors"], ["notice", "Notices and above"],
+                ["info", "Everything but debug lines"], ["debug", "Everything, with debug lines"]],
+    logCount: "%n of %t lines shown."
+  },
+  de: {
+    overview: "Übersicht", skip: "Zum Inhalt springen", menu: "Menü", cancel: "Abbrechen",
+    back: "Zurück zu %s", backHome: "Zurück zur Übersicht",
+    unsaved: "Ungesicherte Änderungen",
+    persist: "Noch nicht dauerhaft: Die Änderung steht nur in der laufenden Konfiguration und geht beim nächsten Neustart verloren, wenn Sie sie nicht sichern.",
+    saveNow: "Jetzt sichern",
+    saveTitle: "Konfiguration sichern?",
+    saveText: "Die laufende Konfiguration, die OpenVPN-Einstellungen und die Zertifikate werden dauerhaft gesichert und ersetzen die bisherige Sicherung.",
+    saveOk: "Sichern",
+    restartText: "Der Router startet neu. Das dauert etwa eine Minute. Diese Seite wartet, bis der Router wieder antwortet, und öffnet dann die Übersicht.",
+    restartWait: "Erste Prüfung in %n s.",
+    restartPoll: "Warten auf Antwort des Routers … (%n s)",
+    restartHome: "Übersicht jetzt öffnen",
+    logSearch: "Suchen", logLevel: "Anzeigen", logNewest: "Neueste zuerst",
+    logLevels: [["err", "Fehler"], ["warning", "Warnungen und Fehler"], ["notice", "Hinweise und wichtiger"],
+                ["info", "Alles außer Debug-Zeilen"], ["debug", "Alles, mit Debug-Zeilen"]],
+    logCount: "%n von %t Zeilen angezeigt."
+  }
+};
+
+/* Words that the program itself prints in English on every language's pages
+   (option labels, status cells); German pages show them translated. The
+   page's bytes keep the program's words, and the values sent stay as they
+   are: only the texts shown change. */
+var PROGRAM_DE = {
+  "None": "Keine", "static": "statisch", "dhcp": "DHCP",
+  "RUNNING": "LÄUFT", "NOT RUNNING": "LÄUFT NICHT",
+  "No connections": "Keine Verbindungen", "Not connected": "Nicht verbunden", "Device": "Gerät",
+  "on": "ein", "off": "aus", "no service": "unbekannt",
+  "yes": "ja", "no": "nein"
+};
+
 function langInfo(dir) {
   for (var i = 0; i < LANGS.length; i++)
     if (dir && LANGS[i].dir.indexOf(dir) === 0) return LANGS[i];
@@ -65,66 +119,381 @@ function pageUrl(item, dir) {
   return CGI + "?item=" + item + "&lang=" + encodeURIComponent(dir);
 }
 
-/* The page's language and item come from the template; the result page,
-   which all languages share, takes them from the page the user came from.
-   A template that several items share leaves data-item empty: its item is
-   taken from the address when it names one. */
+/* The browser's storage, where there is one: without it every call does
+   nothing and reads give null. */
+function stored(key) {
+  try { return window.localStorage.getItem("gwadmin." + key); } catch (e) { return null; }
+}
+function store(key, value) {
+  try {
+    if (value === null) window.localStorage.removeItem("gwadmin." + key);
+    else window.localStorage.setItem("gwadmin." + key, value);
+  } catch (e) { /* storage may be off */ }
+}
+
+/* An element with attributes (and properties for names that are ones) and
+   an optional text. */
+function el(tag, attrs, text) {
+  var e = document.createElement(tag);
+  Object.keys(attrs || {}).forEach(function (k) {
+    if (k === "className" || k === "hidden") e[k] = attrs[k];
+    else e.setAttribute(k, attrs[k]);
+  });
+  if (text !== undefined) e.textContent = text;
+  return e;
+}
+
+/* A value that the main flow has not filled in yet ("{ITEM}") counts as none. */
+function filled(value) {
+  return value === null || /^\{[A-Z][A-Z0-9_]*\}$/.test(value) ? null : value;
+}
+
+/* The page's language and item come from the template. The result page,
+   which all languages share, has them filled in by the main flow; where it
+   still shows its marks, they are taken from the address, else from the
+   page the user came from. A template that several items share leaves
+   data-item empty: its item is taken from the address. */
 function currentPage() {
   var body = document.body;
-  var dir = body.getAttribute("data-lang");
-  var item = body.getAttribute("data-item");
-  if (item === "") {
+  var isResult = body.hasAttribute("data-result");
+  var dir = filled(body.getAttribute("data-lang"));
+  var item = filled(body.getAttribute("data-item"));
+  if (item === "" || (item === null && isResult)) {
     var named = /[?&]item=(\d+)/.exec(window.location.search);
-    if (named) item = String(parseInt(named[1], 10));
+    item = named ? String(parseInt(named[1], 10)) : null;
   }
-  try {
-    if (dir) localStorage.setItem("gwadmin.lang", dir);
-    else dir = localStorage.getItem("gwadmin.lang");
-    if (item !== null && item !== "") localStorage.setItem("gwadmin.item", item);
-    else item = localStorage.getItem("gwadmin.item");
-  } catch (e) { /* storage may be off: fall back to the defaults */ }
-  return { lang: langInfo(dir), item: item === null ? "0" : String(item),
-           isResult: !body.getAttribute("data-lang") };
+  if (dir) store("lang", dir); else dir = stored("lang");
+  if (item !== null && item !== "") store("item", item); else item = stored("item");
+  var lang = langInfo(dir);
+  item = item === null ? "0" : String(item);
+  /* The marks that were not filled give way to what was found. */
+  if (isResult) {
+    body.setAttribute("data-lang", lang.dir);
+    body.setAttribute("data-item", item);
+    document.documentElement.lang = lang.code;
+  }
+  return { lang: lang, item: item, isResult: isResult, text: TEXT[lang.code] };
+}
+
+/* The menu's name of a page, null for a page the menu does not list. */
+function pageName(item, code) {
+  if (String(item) === "0") return TEXT[code].overview;
+  for (var g = 0; g < MENU.length; g++)
+    for (var p = 0; p < MENU[g].pages.length; p++)
+      if (String(MENU[g].pages[p].item) === String(item)) return MENU[g].pages[p][code];
+  return null;
+}
+
+function markCurrent(a) {
+  a.className = "current";
+  a.setAttribute("aria-current", "page");
 }
 
 function buildMenu(page) {
   var nav = document.getElementById("menu");
   if (!nav) return;
   var code = page.lang.code;
-  var home = document.createElement("a");
-  home.href = pageUrl(0, page.lang.dir);
-  home.textContent = code === "de" ? "Übersicht" : "Overview";
-  if (page.item === "0" && !page.isResult) home.className = "current";
+  nav.setAttribute("aria-label", code === "de" ? "Menü" : "Menu");
+  var home = el("a", { href: pageUrl(0, page.lang.dir), "data-item": "0" }, TEXT[code].overview);
+  if (page.item === "0") markCurrent(home);
   nav.appendChild(home);
   MENU.forEach(function (group) {
     if (!group.pages.length) return;
-    var h = document.createElement("h2");
-    h.textContent = group[code];
-    nav.appendChild(h);
+    nav.appendChild(el("h2", {}, group[code]));
     group.pages.forEach(function (p) {
-      var a = document.createElement("a");
-      a.href = pageUrl(p.item, page.lang.dir);
-      a.textContent = p[code];
-      a.setAttribute("data-item", p.item);
-      if (String(p.item) === page.item && !page.isResult) a.className = "current";
+      var a = el("a", { href: pageUrl(p.item, page.lang.dir), "data-item": p.item }, p[code]);
+      if (String(p.item) === page.item) markCurrent(a);
       nav.appendChild(a);
     });
   });
 }
 
+/* The language switch leads to the same page in the other language. Pages
+   that act when they are opened lead elsewhere: the save page (opening it
+   saves again) to the overview, the restart's result to the restart page. */
 function buildLangSwitch(page) {
   var box = document.getElementById("langswitch");
   if (!box) return;
+  var target = page.item === "19" ? 0 : page.item;
   LANGS.forEach(function (l) {
-    var a = document.createElement("a");
-    a.href = pageUrl(page.isResult ? 0 : page.item, l.dir);
-    a.textContent = l.name;
-    a.setAttribute("hreflang", l.code);
-    if (l.dir === page.lang.dir) a.className = "current";
+    var a = el("a", { href: pageUrl(target, l.dir), hreflang: l.code, lang: l.code }, l.name);
+    if (l.dir === page.lang.dir) {
+      a.className = "current";
+      a.setAttribute("aria-current", "true");
+    }
     box.appendChild(a);
   });
+}
+
+/* On narrow screens the menu folds behind a button in the header. */
+function buildMenuButton(page) {
+  var header = document.querySelector("header.top");
+  var nav = document.getElementById("menu");
+  if (!header || !nav) return;
+  var button = el("button", { type: "button", id: "menubutton", className: "menubutton",
+                              "aria-controls": "menu", "aria-expanded": "false" }, page.text.menu);
+  button.addEventListener("click", function () {
+    var open = document.body.classList.toggle("menu-open");
+    button.setAttribute("aria-expanded", String(open));
+  });
+  header.insertBefore(button, header.firstChild);
+  document.body.classList.add("menu-folds");
+}
+
+/* The unsaved-changes state, kept in the browser: set by the result page of
+   an apply, cleared by the save page and by a restart (which drops what was
+   not saved). The header shows it until then. */
+function unsavedState(page) {
+  var failed = document.querySelector(".outcome.failed");
+  if (page.isResult && page.item === "20") store("unsaved", null);
+  else if (page.item === "19" && !failed) store("unsaved", null);
+  else if (page.isResult && page.item !== "19") store("unsaved", "1");
+  var header = document.querySelector("header.top");
+  if (!header || stored("unsaved") !== "1") return;
+  var flag = el("a", { id: "unsaved", className: "unsaved", href: pageUrl(19, page.lang.dir) }, page.text.unsaved);
+  var sw = document.getElementById("langswitch");
+  header.insertBefore(flag, sw);
+}
+
+/* An in-page question with two buttons; onYes runs when the user agrees.
+   Escape, the cancel button and a click beside the dialog answer no. */
+function confirmInPage(page, question, onYes) {
+  var back = document.activeElement;
+  var dialog = el("dialog", { className: "confirm", "aria-labelledby": "confirm-title",
+                              "aria-describedby": "confirm-text" });
+  dialog.appendChild(el("h2", { id: "confirm-title" }, question.title));
+  if (question.text) dialog.appendChild(el("p", { id: "confirm-text" }, question.text));
+  var row = el("div", { className: "actions" });
+  var no = el("button", { type: "button", className: "secondary", value: "cancel" }, page.text.cancel);
+  var yes = el("button", { type: "button", className: question.danger ? "danger" : "", value: "ok" }, question.ok);
+  no.addEventListener("click", function () { dialog.close("cancel"); });
+  yes.addEventListener("click", function () { dialog.close("ok"); });
+  dialog.addEventListener("click", function (e) { if (e.target === dialog) dialog.close("cancel"); });
+  dialog.addEventListener("close", function () {
+    var agreed = dialog.returnValue === "ok";
+    dialog.remove();
+    if (agreed) onYes();
+    else if (back && back.focus) back.focus();
+  });
+  row.appendChild(no);
+  row.appendChild(yes);
+  dialog.appendChild(row);
+  document.body.appendChild(dialog);
+  dialog.showModal();
+  no.focus();
+}
+
+/* Whether a link opens the save page, which saves as soon as it opens. */
+function savesOnOpen(a) {
+  if (!a.href || a.hasAttribute("data-no-confirm")) return false;
+  var url = new URL(a.href, window.location.href);
+  return url.origin === window.location.origin && url.pathname === CGI &&
+         url.searchParams.get("item") === "19";
+}
+
+/* Links to the save page ask first; forms marked data-confirm (factory
+   defaults, restart) ask their own question before they are sent. */
+function confirmations(page) {
+  document.addEventListener("click", function (e) {
+    if (e.defaultPrevented || e.button !== 0 || e.ctrlKey || e.metaKey || e.shiftKey || e.altKey) return;
+    var a = e.target.closest && e.target.closest("a[href]");
+    if (!a || !savesOnOpen(a)) return;
+    e.preventDefault();
+    confirmInPage(page, { title: page.text.saveTitle, text: page.text.saveText, ok: page.text.saveOk },
+                  function () { window.location.href = a.href; });
+  });
+  document.addEventListener("submit", function (e) {
+    var form = e.target;
+    if (!form.hasAttribute || !form.hasAttribute("data-confirm")) return;
+    if (form.confirmed) { form.confirmed = false; return; }
+    e.preventDefault();
+    confirmInPage(page, { title: form.getAttribute("data-confirm"), text: form.getAttribute("data-confirm-text"),
+                          ok: form.getAttribute("data-confirm-ok"), danger: true },
+                  function () {
+                    form.confirmed = true;
+                    if (form.requestSubmit) form.requestSubmit(); else form.submit();
+                  });
+  }, true);
+}
+
+/* The result page: menu entry, title, the way back, and after an apply the
+   note that the change is not permanent yet, with the save at hand. */
+function resultFrame(page) {
+  var name = pageName(page.item, page.lang.code);
+  var head = document.getElementById("headline");
+  var headText = head ? head.textContent.trim() : "";
+  document.title = "gwadmin – " + (name ? name + " – " : "") + headText;
+  var skip = document.querySelector("a.skip");
+  if (skip) skip.textContent = page.text.skip;
+  /* "{OUTCOME}" is filled by the handlers that report one; where it is
+     still the bare mark it goes. */
+  Array.prototype.forEach.call(document.getElementById("main").childNodes, function (n) {
+    if (n.nodeType === 3 && n.nodeValue.trim() === "{OUTCOME}") n.parentNode.removeChild(n);
+  });
   var back = document.getElementById("back");
-  if (back) back.href = pageUrl(page.item, page.lang.dir);
+  if (back) {
+    back.href = pageUrl(page.item, page.lang.dir);
+    back.textContent = name && page.item !== "0" ? page.text.back.replace("%s", name) : page.text.backHome;
+  }
+  if (page.item === "20") { restartCountdown(page); return; }
+  if (page.item === "19") return;
+  var persist = el("div", { id: "persist", className: "persist", role: "note" });
+  persist.appendChild(el("p", {}, page.text.persist));
+  persist.appendChild(el("a", { className: "button", href: pageUrl(19, page.lang.dir), "data-no-confirm": "" },
+                         page.text.saveNow));
+  var message = document.getElementById("message");
+  if (message) message.parentNode.insertBefore(persist, message.nextSibling);
+}
+
+/* Seconds before the first check after a restart (the router is still up
+   while it writes the page), and between checks. */
+var RESTART_FIRST_CHECK = 20, RESTART_CHECK_EVERY = 3;
+
+/* After a restart the page's address becomes the overview's at once, so
+   that neither reloading nor going back and forth sends the restart again.
+   A countdown waits, then asks the router for a small file until it
+   answers, and opens the overview. */
+function restartCountdown(page) {
+  var home = pageUrl(0, page.lang.dir);
+  window.history.replaceState(null, "", home);
+  var message = document.getElementById("message");
+  if (message) message.hidden = true;
+  var back = document.getElementById("back");
+  if (back) { back.href = home; back.textContent = page.text.restartHome; }
+  var box = el("div", { id: "restart", className: "restart result" });
+  box.appendChild(el("p", {}, page.text.restartText));
+  var state = el("p", { id: "restart-state", role: "status", "aria-live": "polite" });
+  box.appendChild(state);
+  var main = document.getElementById("main");
+  main.insertBefore(box, message || null);
+  var start = Date.now(), asked = 0, asking = false;
+  var ask = function () {
+    asking = true;
+    asked = Date.now();
+    var stop = window.AbortController ? new AbortController() : null;
+    var timer = setTimeout(function () { if (stop) stop.abort(); }, 2500);
+    fetch("/favicon.svg?restart=" + asked, { cache: "no-store", signal: stop ? stop.signal : undefined })
+      .then(function (r) { if (r.ok) window.location.replace(home); })
+      .catch(function () { /* not yet */ })
+      .then(function () { clearTimeout(timer); asking = false; });
+  };
+  /* Counted from the clock, not by ticks, so that a sleeping tab or a
+     slow timer does not stretch the wait. */
+  var tick = function () {
+    var now = Date.now(), left = RESTART_FIRST_CHECK - Math.floor((now - start) / 1000);
+    state.textContent = left > 0 ? page.text.restartWait.replace("%n", left)
+                                 : page.text.restartPoll.replace("%n", Math.floor((now - start) / 1000));
+    if (left <= 0 && !asking && now - asked >= RESTART_CHECK_EVERY * 1000) ask();
+  };
+  tick();
+  var timer = setInterval(tick, 1000);
+  window.addEventListener("pagehide", function () { clearInterval(timer); });
+}
+
+/* The system log (item 43): a search, a level filter that hides debug lines
+   at first, newest lines first. The program's own trace lines, which it logs
+   as information, count as debug lines. */
+var LEVELS = { emerg: 0, panic: 0, alert: 1, crit: 2, err: 3, error: 3, warn: 4, warning: 4,
+               notice: 5, info: 6, debug: 7 };
+var TRACES = [/>>>/, /\b(ENTRANCE|EXIT)$/, /geht los|los gehts|bis hier|auslesen|ausgelesen|kommando|keystate|keymode|datefield|certfile/,
+              / returns 0$/];
+
+function logLevel(line, previous) {
+  var find = /\s[a-z0-9]+\.([a-z]+)(?=\s)/g, m, level;
+  while ((m = find.exec(line)) && LEVELS[m[1]] === undefined) { /* a host name, not a level */ }
+  if (!m) return previous;
+  level = LEVELS[m[1]];
+  for (var i = 0; i < TRACES.length; i++) if (TRACES[i].test(line)) return 7;
+  return level;
+}
+
+function logFilter(page) {
+  var out = document.querySelector("textarea.output");
+  if (page.item !== "43" || !out) return;
+  var level = 6, lines = [];
+  out.value.split("\n").forEach(function (line) {
+    if (!line) return;
+    level = logLevel(line, level);
+    lines.push({ text: line, level: level });
+  });
+  var t = page.text;
+  var tools = el("div", { className: "logtools" });
+  var search = el("input", { type: "search", id: "logsearch" });
+  var levels = el("select", { id: "loglevel" });
+  t.logLevels.forEach(function (l) { levels.appendChild(el("option", { value: l[0] }, l[1])); });
+  levels.value = "info";
+  var newest = el("input", { type: "checkbox", id: "lognewest" });
+  newest.checked = true;
+  var count = el("p", { id: "logcount", className: "note", role: "status" });
+  [[t.logSearch, search], [t.logLevel, levels]].forEach(function (pair) {
+    var label = el("label", { "for": pair[1].id, className: "field" }, pair[0] + " ");
+    tools.appendChild(label);
+    tools.appendChild(pair[1]);
+  });
+  var newestLabel = el("label", { "for": "lognewest", className: "check" });
+  newestLabel.appendChild(newest);
+  newestLabel.appendChild(document.createTextNode(" " + t.logNewest));
+  tools.appendChild(newestLabel);
+  out.parentNode.insertBefore(tools, out);
+  out.parentNode.insertBefore(count, out);
+  var hash = /^#search=(.*)$/.exec(window.location.hash);
+  if (hash) search.value = decodeURIComponent(hash[1]);
+  var show = function () {
+    var most = LEVELS[levels.value], word = search.value.trim().toLowerCase();
+    var shown = lines.filter(function (l) {
+      return l.level <= most && (!word || l.text.toLowerCase().indexOf(word) >= 0);
+    }).map(function (l) { return l.text; });
+    if (newest.checked) shown.reverse();
+    out.value = shown.join("\n");
+    count.textContent = t.logCount.replace("%n", shown.length).replace("%t", lines.length);
+  };
+  search.addEventListener("input", show);
+  levels.addEventListener("change", show);
+  newest.addEventListener("change", show);
+  show();
+}
+
+/* German pages: the program's English words, where they stand alone as an
+   option's label (of a select whose value is sent, not of a list editor's
+   entries), beside a radio button or in a status cell marked data-translate. */
+function germanWords(page) {
+  if (page.lang.code !== "de") return;
+  var swap = function (node) {
+    var word = node.nodeValue.trim();
+    if (word && Object.prototype.hasOwnProperty.call(PROGRAM_DE, word))
+      node.nodeValue = node.nodeValue.replace(word, PROGRAM_DE[word]);
+  };
+  var texts = function (root) {
+    var walk = document.createTreeWalker(root, NodeFilter.SHOW_TEXT), found = [];
+    while (walk.nextNode()) found.push(walk.currentNode);
+    found.forEach(swap);
+  };
+  Array.prototype.forEach.call(document.querySelectorAll("select:not([data-list]) option[value]"), texts);
+  Array.prototype.forEach.call(document.querySelectorAll("[data-translate]"), texts);
+  Array.prototype.forEach.call(document.querySelectorAll("input[type=radio]"), function (radio) {
+    var next = radio.nextSibling;
+    if (next && next.nodeType === 3) swap(next);
+  });
+}
+
+/* The OpenVPN status page: when the service does not run, say what to do. */
+function vpnGuidance() {
+  var help = document.getElementById("vpnhelp");
+  var state = document.querySelector(".vpnstate");
+  if (help && state && state.textContent.trim() === "NOT RUNNING") help.hidden = false;
+}
+
+/* Buttons and the program's own radio buttons, wired here rather than in
+   attributes: data-reload buttons reload the page, and a radio button whose
+   onclick names chooseDiv(n) switches the sections by its click. */
+function wiring() {
+  Array.prototype.forEach.call(document.querySelectorAll("[data-reload]"), function (b) {
+    b.addEventListener("click", function () { window.location.reload(); });
+  });
+  Array.prototype.forEach.call(document.querySelectorAll("input[onclick]"), function (input) {
+    var m = /^\s*chooseDiv\((\d+)\);?\s*$/.exec(input.getAttribute("onclick"));
+    if (m) input.addEventListener("click", function () { chooseDiv(m[1]); });
+  });
 }
 
 /* Mode sections: chooseDiv(i) shows the sections marked data-div="i" and
@@ -304,8 +673,18 @@ document.addEventListener("DOMContentLoaded", function () {
   var page = currentPage();
   plainResult(page);
   unfilledForms();
+  vpnGuidance();
+  germanWords(page);
   buildMenu(page);
   buildLangSwitch(page);
+  unsavedState(page);
+  buildMenuButton(page);
+  confirmations(page);
+  wiring();
+  if (page.isResult) resultFrame(page);
+  else if (document.body.getAttribute("data-item") === "" && document.getElementById("headline"))
+    document.title = "gwadmin – " + document.getElementById("headline").textContent.trim();
+  logFilter(page);
   Array.prototype.forEach.call(document.querySelectorAll(".listedit"), function (box) {
     box.listEditor = new ListEditor(box);
   });
@@ -313,9 +692,8 @@ document.addEventListener("DOMContentLoaded", function () {
   Array.prototype.forEach.call(document.querySelectorAll("input[data-same-as]"), function (again) {
     var first = document.getElementById(again.getAttribute("data-same-as"));
     var check = function () {
-      var german = langInfo(document.body.getAttribute("data-lang")).code === "de";
       again.setCustomValidity(first.value === again.value ? "" :
-        german ? "Die Eingaben stimmen nicht überein." : "The two entries differ.");
+        page.lang.code === "de" ? "Die Eingaben stimmen nicht überein." : "The two entries differ.");
     };
     first.addEventListener("input", check);
     again.addEventListener("input", check);
