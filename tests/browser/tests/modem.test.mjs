@@ -25,7 +25,7 @@ pageTest("no internal modem: an analog modem attached, then dialing out through 
   // Without any modem there is nothing to dial with.
   await openItem(page, 9);
   assert.equal(await page.locator("main form").count(), 0);
-  assert.equal((await page.textContent("main .warning")).trim(), "No modem is configured. Please set up a modem first.");
+  assert.equal((await page.textContent("main .warning .text")).trim(), "No modem is configured. Please set up a modem first.");
 
   await openItem(page, 7);
   assert.equal(await page.locator("#internal, [name^=INT_]").count(), 0, "no internal modem offered");
@@ -98,7 +98,7 @@ pageTest("internal GSM modem: AT command and PIN stored apart; dialing out throu
   await openItem(page, 9, "deutsch");
   assert.deepEqual(await optionTexts(page, "#dialout_dev"), ["None", "Intern", "Extern"]);
   assert.equal(await page.locator("#Cmnd").count(), 0);
-  await roundTrip(page, 9, { dialout_dev: "external" }, "Einwahl übernommen",
+  await roundTrip(page, 9, { dialout_dev: "external" }, "Einwahl nach außen übernommen",
     { lang: "deutsch", open: false, shown: { dialout_dev: "external", Timeout: "300" } });
   await shot(page, "dialout-dsl-deutsch");
   expectConfig("dialout.config", { DIALOUT_DEV: "eth1", DIALOUT_MTU: "1492", DIALOUT_MRU: "1492", DIALOUT_MODEM_CMD: "ATZ" });

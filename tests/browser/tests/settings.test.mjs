@@ -7,6 +7,9 @@ import {
   config, expectConfig, expectDisabled, expectFields, fill, listEdit, openItem, optionTexts, pageTest, readLog, roundTrip, shot,
 } from "./support.mjs";
 
+// The message next to a field of the page ("" when it has none).
+const problem = (page, id) => page.evaluate((i) => document.getElementById(`${i}-problem`)?.textContent ?? "", id);
+
 pageTest("basic settings: names, LAN address and masquerading, password, DHCP; shown again after apply", async (page) => {
   await openItem(page, 24);
   await expectFields(page, { Hostname: "gateway", ETH0_masq: false });
@@ -66,7 +69,7 @@ pageTest("DNS: the host table editor adds and removes hosts, refuses bad entries
     await optionTexts(page, "select[data-list=iplist]")];
   const add = async (host, ip) => {
     await listEdit(page, { hostinput: host, ipinput: ip });
-    return (await page.textContent(".listedit .error")).trim();
+    return [await problem(page, "hostinput"), await problem(page, "ipinput")].join("|");
   };
   // Choosing a row in one column chooses it in the other and fills the inputs.
   const remove = async (list, label, host) => {
@@ -80,18 +83,21 @@ pageTest("DNS: the host table editor adds and removes hosts, refuses bad entries
   await remove("iplist", "192.168.0.11", "beta");
   const kept = [["alpha", "gamma"], ["192.168.0.10", "192.168.0.12"]];
   assert.deepEqual(await table(), kept);
-  // Refused: a blank inside, too long a name or address, an empty field.
+  // Refused, with the message next to the field: a blank inside, not a host name or address, an
+  // empty field. The fields take no more characters than the page shows back.
+  assert.deepEqual([await page.getAttribute("#hostinput", "maxlength"), await page.getAttribute("#ipinput", "maxlength")],
+    ["25", "15"]);
   for (const [host, ip, message] of [
-    ["bad name", "192.168.0.13", "Entries must not contain blanks."],
-    ["a".repeat(26), "192.168.0.13", "Entry too long (at most 25 characters)."],
-    ["delta", "192.168.100.100.", "Entry too long (at most 15 characters)."],
-    ["delta", "", "Please fill in every field."],
+    ["bad name", "192.168.0.13", "Entries must not contain blanks.|"],
+    ["-delta", "192.168.0.13", "Enter a host name: letters, digits and hyphens, its parts separated by dots.|"],
+    ["delta", "192.168.100.256", "|Enter an IPv4 address such as 192.168.0.1: four numbers from 0 to 255, separated by dots."],
+    ["delta", "", "|Please fill in this field."],
   ]) {
     assert.equal(await add(host, ip), message, `"${host}" "${ip}"`);
     assert.deepEqual(await table(), kept, `"${host}" not added`);
   }
   // The longest allowed name goes in.
-  assert.equal(await add("b".repeat(25), "192.168.0.14"), "");
+  assert.equal(await add("b".repeat(25), "192.168.0.14"), "|");
   await remove("hostlist", "b".repeat(25), "b".repeat(25));
   await fill(page, { Forwarder: "192.168.0.254 192.168.0.253" });
   await shot(page, "dns-editing");
