@@ -3,8 +3,10 @@
 # all are there. The arguments name package sets (none: build):
 #   build   cmake, make, g++, clang, GoogleTest, valgrind: building and the
 #           unit tests, and the valgrind pass over every page
-#   server  lighttpd (with its CGI module) and openssl: the web server that
-#           serves gwadmin, and the tools the sandbox's stand-ins use
+#   server  lighttpd (with its CGI module, and its TLS module for the demo's
+#           --https) and openssl: the web server that serves gwadmin, and the
+#           tools the sandbox's stand-ins use. Installing lighttpd leaves no
+#           web server running or enabled on the machine (see below).
 #   demo    build + server
 #   browser Chromium for the browser tests (tests/browser), and Node.js with
 #           npm where the machine has no node or npm command yet (a Node.js
@@ -22,8 +24,8 @@ packages=()
 for s in "${sets[@]}"; do
     case $s in
         build) packages+=(cmake make g++ clang libgtest-dev valgrind) ;;
-        server) packages+=(lighttpd openssl) ;;
-        demo) packages+=(cmake make g++ clang libgtest-dev valgrind lighttpd openssl) ;;
+        server) packages+=(lighttpd lighttpd-mod-openssl openssl) ;;
+        demo) packages+=(cmake make g++ clang libgtest-dev valgrind lighttpd lighttpd-mod-openssl openssl) ;;
         browser)
             packages+=(chromium)
             command -v node >/dev/null 2>&1 || packages+=(nodejs)
@@ -61,14 +63,23 @@ if [ "$(id -u)" -ne 0 ]; then
 fi
 export DEBIAN_FRONTEND=noninteractive
 
-# Installing lighttpd would start Debian's own lighttpd service on port 80.
-# The project starts its own server on the loopback address, so services are
-# kept from starting during the installation (unless the machine already has
-# a policy for that).
+# Installing lighttpd would start Debian's own lighttpd service on port 80 and
+# enable it for every boot. The project starts its own server on the loopback
+# address, so this installation leaves no service behind: services are kept
+# from starting while it runs (unless the machine already has a policy for
+# that), a Debian lighttpd that started all the same is stopped (only one that
+# this installation started: one that ran before is left alone), and the boot
+# links that the package made (systemd's and the init scripts') are turned off
+# again. A lighttpd that was installed before is left as it is.
 policy=/usr/sbin/policy-rc.d
 made_policy=no
+new_lighttpd=no
+# Debian's lighttpd service: the processes that run its settings file.
+service_pids() { ps -eo pid=,args= | awk '$2 ~ /lighttpd$/ && /\/etc\/lighttpd\/lighttpd\.conf/ { print $1 }'; }
 case " ${missing[*]} " in
     *" lighttpd "*)
+        new_lighttpd=yes
+        service_before=$(service_pids | tr '\n' ' ')
         if [ ! -e "$policy" ]; then
             trap '"${as_root[@]}" rm -f "$policy"' EXIT
             printf '#!/bin/sh\nexit 101\n' | "${as_root[@]}" tee "$policy" >/dev/null
@@ -84,4 +95,15 @@ esac
 if [ "$made_policy" = yes ]; then
     "${as_root[@]}" rm -f "$policy"
     trap - EXIT
+fi
+if [ "$new_lighttpd" = yes ]; then
+    for pid in $(service_pids); do
+        case " $service_before " in *" $pid "*) ;; *) "${as_root[@]}" kill "$pid" 2>/dev/null || true ;; esac
+    done
+    # Off at boot: update-rc.d removes systemd's link (the package's record of
+    # it then says "not enabled", so an upgrade does not enable it again) and
+    # turns the init script's start links into stop links (so that an upgrade
+    # adds no start links either).
+    "${as_root[@]}" update-rc.d lighttpd disable >/dev/null 2>&1 || true
+    echo "deps: lighttpd installed; Debian's lighttpd service is not running and not enabled"
 fi
