@@ -197,7 +197,7 @@ run_cross
 
 # 8. The browser tests, on the default build's gwadmin. The runner installs
 # Chromium and the node modules, starts and stops its own demo server, and
-# leaves the runner's TAP report (counted here) in $prefix/browser/.
+# leaves the runner's TAP reports (counted here) in $prefix/browser/.
 run_browser() {
     local dir="$repo/$prefix/browser"
     step "browser: tests in headless Chromium"
@@ -212,12 +212,14 @@ run_browser() {
         problem "browser: the tests did not run (status $status)"
         return 1
     fi
-    local ok fail cancelled
-    ok=$(grep -E '^# pass [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
-    fail=$(grep -E '^# fail [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
-    cancelled=$(grep -E '^# cancelled [0-9]+$' "$tap" | tail -n 1 | grep -oE '[0-9]+')
-    ok=${ok:-0}
-    fail=$((${fail:-0} + ${cancelled:-0}))
+    # Both passes: over HTTP (results.tap), then over HTTPS (results-https.tap).
+    local ok=0 fail=0 t what n
+    for t in "$tap" "$dir/results-https.tap"; do
+        for what in pass fail cancelled; do
+            n=$(grep -E "^# $what [0-9]+$" "$t" 2>/dev/null | tail -n 1 | grep -oE '[0-9]+')
+            if [ "$what" = pass ]; then ok=$((ok + ${n:-0})); else fail=$((fail + ${n:-0})); fi
+        done
+    done
     echo "browser: $ok tests passed, $fail failed"
     tally browser "$ok" "$fail" "$status"
 }

@@ -3,10 +3,15 @@ import assert from "node:assert/strict";
 import fs from "node:fs";
 import { setTimeout as sleep } from "node:timers/promises";
 import {
-  config, expectConfig, follow, headline, openItem, pageTest, readLog, roundTrip, sandboxPath, shot, submit,
+  config, expectConfig, follow, headline, openItem, pageTest, reachAs, readLog, roundTrip, sandboxPath, shot, submit,
 } from "./support.mjs";
 
-const setHostname = (page, name) => roundTrip(page, 24, { Hostname: name }, "Basic settings stored");
+// Renames the device on the basic settings page; from then on it is reached by the new name.
+async function setHostname(page, name) {
+  await roundTrip(page, 24, { Hostname: name }, "Basic settings stored");
+  reachAs(`${name}.localdomain`);
+  await openItem(page, 24);
+}
 
 // Sends a form that asks first, answering the question; returns the question.
 async function answerAndSubmit(page, accept) {

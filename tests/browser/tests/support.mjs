@@ -1,5 +1,32 @@
 // Shared by the browser tests: the browser, the demo server (run.sh starts it), its sandbox
 // device, checks every page must pass and the steps of a round trip.
+//
+// The tests reach the device as a browser reaches a router: by a name, not by a loopback address
+// (Chromium sends no Sec-Fetch-* headers to such a plain-HTTP address). run.sh serves the demo on
+// 127.0.0.1 and Chromium takes every name for that address (--host-resolver-rules), so BASE is
+// http://gateway.localdomain:PORT, the sandbox device's own factory host name and domain
+// (https://... in the HTTPS pass). Every page and file asks for the login: each context answers it
+// as the administrator with the factory password that the demo printed.
+//
+// For the test files:
+//   pageTest(name, [options,] body)  a test on a page of a fresh, logged-in context; body(page, session).
+//       options: viewport ({ width, height }, default 1100 x 760), colorScheme ("light" or "dark"),
+//       password (the login the context answers with: default FACTORY_PASSWORD; false: none).
+//       session.newPage(options) opens another page in a context of its own (same options, checks
+//       and faults), e.g. to try another password; it is closed with the test.
+//   login(page, password)  the page's context answers the next login question with this password
+//       (after the basic settings page changed it: the browser asks again, as it would a user).
+//   reachAs(name)  from now on in this test the device is reached by this name (after the basic
+//       settings page renamed it: a changing request must come by the device's own name); BASE
+//       follows, and the next test starts at the factory name again.
+//   fetchPath(page, path)  a GET from inside the page (same origin, the page's login):
+//       { status, headers, text, bytes }.
+//   restartDemo(...args)  restarts the demo server on the same port, scheme and build (the sandbox
+//       restarts from its saved sets, as demo.sh does); more demo.sh options in args; its output.
+//   BASE, HTTPS (the run is over HTTPS), USER, FACTORY_PASSWORD; openItem, assertRendered,
+//   headline, follow, submit, shot, fill, listEdit, expectFields, expectDisabled, roundTrip,
+//   workDir, makeP12, sandboxPath, readLog, config, expectConfig, optionTexts (see each below).
+// The sandbox device is back in its factory state (and the login with it) before each test.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import fs from "node:fs";
@@ -8,41 +35,89 @@ import path from "node:path";
 import { after, beforeEach, test } from "node:test";
 import { chromium } from "playwright-core";
 
-const [BASE, SANDBOX, SCREENSHOTS, REPO] = ["URL", "SANDBOX", "SCREENSHOTS", "REPO"].map((name) => {
+const [URL0, DEMO, SCREENSHOTS, REPO, PASSWORD] = ["URL", "DEMO", "SCREENSHOTS", "REPO", "PASSWORD"].map((name) => {
   const value = process.env[`GWADMIN_${name}`];
   if (!value) throw new Error(`GWADMIN_${name} is not set: run the browser tests with bash tests/browser/run.sh`);
   return value;
 });
-export { BASE };
+const SANDBOX = path.join(DEMO, "root");
+export const USER = "admin";
+export const FACTORY_PASSWORD = PASSWORD;
+export const HTTPS = new URL(URL0).protocol === "https:";
+export let BASE = URL0;
+let reached = new Set([new URL(URL0).host]);
 
-// One Chromium per test file; the sandbox device is back in its factory state before each test.
+export function reachAs(name) {
+  BASE = `${new URL(URL0).protocol}//${name}:${new URL(URL0).port}`;
+  reached.add(new URL(BASE).host);
+}
+
+// One Chromium per test file; the sandbox device is back in its factory state before each test,
+// with the server's login in step with it.
 let browser;
 after(async () => { await browser?.close(); });
 beforeEach(() => {
   execFileSync("sh", [path.join(REPO, "sandbox/make-sandbox.sh"), "--reset", SANDBOX], { stdio: "ignore" });
+  execFileSync("sh", [path.join(DEMO, "login-sync")], { stdio: "ignore" });
+  BASE = URL0;
+  reached = new Set([new URL(URL0).host]);
 });
 
-// A test on a page of a fresh context. Only the demo server is reached: any other request is
-// aborted and, like a script error, fails the test.
-export function pageTest(name, body) {
+// A page of a fresh context that logs in with `password`. Only the demo server is reached (by the
+// names of this test): any other request is aborted and, like a script error, goes to `faults`.
+async function openPage({ viewport = { width: 1100, height: 760 }, colorScheme, password = FACTORY_PASSWORD } = {},
+  faults) {
+  browser ??= await chromium.launch({ executablePath: process.env.CHROMIUM || "/usr/bin/chromium", headless: true,
+    args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
+      "--disable-background-networking", "--disable-component-update", "--disable-sync",
+      "--host-resolver-rules=MAP * 127.0.0.1"] });
+  const context = await browser.newContext({ viewport, ...(colorScheme && { colorScheme }),
+    ...(password !== false && { httpCredentials: { username: USER, password } }), ignoreHTTPSErrors: HTTPS });
+  await context.route("**/*", (route) => {
+    const url = new URL(route.request().url());
+    if (reached.has(url.host) && url.protocol === new URL(URL0).protocol) return route.continue();
+    faults.push(`request to ${url.href}`);
+    return route.abort();
+  });
+  const page = await context.newPage();
+  page.on("pageerror", (error) => faults.push(`script error: ${error.message}`));
+  page.setDefaultTimeout(15000);
+  return page;
+}
+
+// A test on a page of a fresh context (see the top for the options and the session).
+export function pageTest(name, options, body) {
+  if (!body) [options, body] = [{}, options];
   test(name, async () => {
-    browser ??= await chromium.launch({ executablePath: process.env.CHROMIUM || "/usr/bin/chromium", headless: true,
-      args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-        "--disable-background-networking", "--disable-component-update", "--disable-sync"] });
-    const context = await browser.newContext({ viewport: { width: 1100, height: 760 } });
-    const page = await context.newPage();
-    const faults = [];
-    await context.route("**/*", (route) => {
-      const url = new URL(route.request().url());
-      if (url.host === new URL(BASE).host) return route.continue();
-      faults.push(`request to ${url.href}`);
-      return route.abort();
-    });
-    page.on("pageerror", (error) => faults.push(`script error: ${error.message}`));
-    page.setDefaultTimeout(15000);
-    await body(page).finally(() => context.close());
+    const faults = [], pages = [];
+    const session = { newPage: async (more) => {
+      pages.push(await openPage({ ...options, ...more }, faults));
+      return pages.at(-1);
+    } };
+    try {
+      await body(await session.newPage(), session);
+    } finally {
+      for (const p of pages) await p.context().close();
+    }
     assert.deepEqual(faults, [], "the page reached only the demo server and ran without script errors");
   });
+}
+
+export const login = (page, password) => page.context().setHTTPCredentials({ username: USER, password });
+
+export async function fetchPath(page, url) {
+  const r = await page.evaluate(async (u) => {
+    const response = await fetch(u);
+    return { status: response.status, headers: Object.fromEntries(response.headers),
+      bytes: Array.from(new Uint8Array(await response.arrayBuffer())) };
+  }, url);
+  const bytes = Buffer.from(r.bytes);
+  return { status: r.status, headers: r.headers, bytes, text: bytes.toString("utf8") };
+}
+
+export function restartDemo(...args) {
+  return execFileSync("bash", [path.join(REPO, "scripts/demo.sh"), "--dir", DEMO, "--no-build",
+    "--port", new URL(URL0).port, ...(HTTPS ? ["--https"] : []), ...args], { encoding: "utf8" });
 }
 
 // Opens a page by its item number and checks it rendered.
@@ -76,7 +151,8 @@ export async function submit(page, selector = ".actions input[type=submit]") {
   await assertRendered(page, "result page");
 }
 
-export const shot = (page, name) => page.screenshot({ path: path.join(SCREENSHOTS, `${name}.png`), fullPage: true });
+export const shot = (page, name) =>
+  page.screenshot({ path: path.join(SCREENSHOTS, `${HTTPS ? "https-" : ""}${name}.png`), fullPage: true });
 
 const sel = (s) => (/^\w+$/.test(s) ? `#${s}` : s);
 
