@@ -1,6 +1,7 @@
 #include "render/escape.h"
 
 #include <cstring>
+#include <new>
 
 #include "render/tmpl.h"
 
@@ -40,5 +41,10 @@ void tmpl_replace_text(const char* placeholder, const char* text)
         tmpl_replace(placeholder, text);
         return;
     }
-    tmpl_replace(placeholder, html_escape(text).c_str());
+    // Without memory for the escaped copy the mark stays, as it does when
+    // tmpl_replace cannot grow the page; the raw text never goes in.
+    try {
+        tmpl_replace(placeholder, html_escape(text).c_str());
+    } catch (const std::bad_alloc&) {
+    }
 }

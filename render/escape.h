@@ -14,5 +14,6 @@ void html_escape_append(std::string& out, const char* text, size_t len);
 std::string html_escape(const char* text);
 
 // tmpl_replace with the text escaped: the way to put a value into a page.
-// tmpl_replace itself is for markup the program builds.
+// tmpl_replace itself is for markup the program builds. Without memory for
+// the escaped copy the placeholder stays, as with a page that cannot grow.
 void tmpl_replace_text(const char* placeholder, const char* text);

@@ -7,6 +7,7 @@
 #include "cgi/http.h"
 #include "conf/conf.h"
 #include "render/aux.h"
+#include "render/escape.h"
 #include "render/tmpl.h"
 
 void put_message(const char* placeholder, const char* key, size_t size)
@@ -33,7 +34,7 @@ void show_key(const char* file, const char* key, const char* placeholder, size_t
 {
     char value[CONF_VALUE_SIZE];
     conf_get(key, value, size < sizeof value ? size : sizeof value, file);
-    tmpl_replace(placeholder, value);
+    tmpl_replace_text(placeholder, value);
 }
 
 void store_field(const char* file, const char* form, const char* key) { conf_set(key, http_var(form), file); }
@@ -57,12 +58,12 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
         out += '\n';
         out += style.indent;
         out += "<option value=\"";
-        out += rows[i].value;
+        html_escape_append(out, rows[i].value, strlen(rows[i].value));
         out += '"';
         out += style.gap;
         out += mark_if(style.match(stored, rows[i].value), style.mark);
         out += '>';
-        out += rows[i].label;
+        html_escape_append(out, rows[i].label, strlen(rows[i].label));
         out += "</option>";
     }
     return out;

@@ -1,6 +1,9 @@
 // What the pages have in common, so that each page reads as its tables:
 // the result page, settings shown and stored as they are, yes/no fields,
 // option lists and the numbered lists of the configuration store.
+// Every value these helpers put into a page is HTML-escaped (render/escape.h)
+// after it is cut to its size; the language's messages are the device's own
+// page text and go in as they are.
 #pragma once
 
 #include <cstddef>
@@ -20,7 +23,7 @@ int page_result(const char* module, size_t size = PAGE_BUFFER);
 
 // ---- single settings -------------------------------------------------------
 
-// Puts the value of key (cut to size-1 characters) into placeholder.
+// Puts the value of key (cut to size-1 characters, then escaped) into placeholder.
 void show_key(const char* file, const char* key, const char* placeholder, size_t size = PAGE_BUFFER);
 // Writes the form field's value to key as it was sent.
 void store_field(const char* file, const char* form, const char* key);
@@ -70,7 +73,8 @@ bool match_exact(const char* stored, const char* value);
 bool match_stored_prefix(const char* stored, const char* value);
 
 // How a page writes its option lines:
-// "\n<indent><option value=\"v\"<gap><mark or nothing>>label</option>".
+// "\n<indent><option value=\"v\"<gap><mark or nothing>>label</option>",
+// value and label escaped.
 struct OptionStyle {
     const char* indent;
     const char* gap;   // "" or " ": stands before the mark, chosen or not

@@ -8,6 +8,7 @@
 #include "conf/conf.h"
 #include "pages/pages.h"
 #include "render/aux.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -64,8 +65,8 @@ int show_interface(const char* iface)
     char* save = nullptr;
     const char* ip = strtok_r(address, "/", &save);
     const char* prefix = ip ? strtok_r(nullptr, "/", &save) : nullptr;
-    tmpl_replace(name("{", iface, "_IP}").c_str(), ip ? ip : "");
-    tmpl_replace(name("{", iface, "_PREFIX}").c_str(), prefix ? prefix : "");
+    tmpl_replace_text(name("{", iface, "_IP}").c_str(), ip ? ip : "");
+    tmpl_replace_text(name("{", iface, "_PREFIX}").c_str(), prefix ? prefix : "");
 
     std::string masq = conf_value(name("IP_", iface, "_MASQ").c_str(), NETWORK);
     tmpl_replace(name("{", iface, "_MASQ}").c_str(), mark_if(yes_prefix(masq.c_str()), "checked"));

@@ -8,6 +8,7 @@
 
 #include "conf/conf.h"
 #include "pages/pages.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -46,6 +47,6 @@ int cccvmp_show()
     show_interface();
     // The count as stored, unless it reads as no pairs at all.
     std::string count = conf_value("VMAP_VIRTETH_N", MAPPING);
-    tmpl_replace("{COUNT}", strtol(count.c_str(), nullptr, 10) != 0 ? count.c_str() : "0");
+    tmpl_replace_text("{COUNT}", strtol(count.c_str(), nullptr, 10) != 0 ? count.c_str() : "0");
     return list_show_all(MAPPING, PAIRS);
 }

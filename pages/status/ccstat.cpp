@@ -1,9 +1,10 @@
 // The status pages (items 22, 43, 44, and 20 after a restart): the output of
-// device commands, whole and as it is, under a headline.
+// device commands, whole and escaped as text, under a headline.
 #include <cstdlib>
 
 #include "pages/pages.h"
 #include "render/aux.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -23,7 +24,7 @@ int show_status(const char* headline_key, const char* const (&commands)[N])
         output = grown;
     }
     put_message("{HEADLINE}", headline_key);
-    tmpl_replace("{MESSAGE}", output);
+    tmpl_replace_text("{MESSAGE}", output);
     free(output);
     return 0;
 }

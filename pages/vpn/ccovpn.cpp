@@ -11,6 +11,7 @@
 #include "conf/conf.h"
 #include "device/device.h"
 #include "pages/pages.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -188,6 +189,6 @@ int ccovpn_show()
     show_texts(OPENVPN, TUNNEL);
 
     static_key_action();
-    tmpl_replace("{SECKEY}", static_key_start().c_str());
+    tmpl_replace_text("{SECKEY}", static_key_start().c_str());
     return 0;
 }

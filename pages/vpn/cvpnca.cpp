@@ -12,6 +12,7 @@
 #include "pages/countries.h"
 #include "pages/pages.h"
 #include "render/aux.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -190,8 +191,11 @@ int cvpnca_show()
             char copy[LINE_SIZE];
             memcpy(copy, line, sizeof copy);
             std::string value = value_after_equals(copy);
-            tmpl_replace(SUBJECT[i].placeholder, i == COUNTRY_LINE ? country_options(value.c_str()).c_str()
-                                                                    : value.c_str());
+            // The country only selects one of the program's own options.
+            if (i == COUNTRY_LINE)
+                tmpl_replace(SUBJECT[i].placeholder, country_options(value.c_str()).c_str());
+            else
+                tmpl_replace_text(SUBJECT[i].placeholder, value.c_str());
         }
     }
     fclose(in);

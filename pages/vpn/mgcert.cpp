@@ -13,6 +13,7 @@
 #include "device/device.h"
 #include "pages/pages.h"
 #include "render/aux.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -111,8 +112,9 @@ void run_logged(const std::string& command, const char* log_format)
 
 void add_option(std::string& list, const char* value, size_t max)
 {
+    // Cut to the list's share first, then escaped: the index is outside text.
     list += "\n    <option>";
-    list.append(value, strnlen(value, max));
+    html_escape_append(list, value, strnlen(value, max));
     list += "</option>";
 }
 

@@ -9,6 +9,7 @@
 #include "conf/conf.h"
 #include "device/device.h"
 #include "pages/pages.h"
+#include "render/escape.h"
 #include "render/tmpl.h"
 
 namespace {
@@ -50,7 +51,8 @@ std::string row(char* line, int columns)
     for (int i = 0; i < columns; ++i) {
         const char* field = strtok_r(i == 0 ? line : nullptr, "|", &save);
         out += "<td>";
-        out += field ? field : "";
+        if (field)
+            html_escape_append(out, field, strlen(field));
         out += "</td>";
     }
     return out + "</tr>";

@@ -12,6 +12,7 @@
 #include "conf/conf.h"
 #include "pages/pages.h"
 #include "pages/wan/devmodel.h"
+#include "render/escape.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -159,7 +160,7 @@ int diaout_show()
     // The active provider: its number, and the name of that entry.
     char active[CONF_VALUE_SIZE];
     conf_get("DIALOUT_ISP_ACTIVE", active, sizeof active, DIALOUT);
-    tmpl_replace("{SELNO}", active);
+    tmpl_replace_text("{SELNO}", active);
     // (a key is cut at 63 characters, as every key is)
     std::string key = std::string("DIALOUT_ISP_") + active + "_NAME";
     show_key(DIALOUT, key.c_str(), "{SELNAME}");

@@ -38,7 +38,7 @@ inline std::string offered_options(const Lines& options, const std::string& mark
     return option_lines(offered, kept, true);
 }
 
-// A stand-in ip tool; the network status runs these commands and shows this.
+// A stand-in ip tool; the network status runs these commands and shows this (escaped).
 inline void ip_tool(const Sandbox& sb)
 {
     sb.tool("/sbin/ip", "case \"$*\" in\n'addr show dev eth0') echo '1: eth0 <UP> inet 192.168.0.1/24';;\n"
@@ -46,7 +46,7 @@ inline void ip_tool(const Sandbox& sb)
                         "'route show') echo 'default via 10.0.0.1 & <b>';;\nesac");
 }
 inline const char kNetworkOutput[] =
-    "1: eth0 <UP> inet 192.168.0.1/24\n\n2: eth1 inet 10.0.0.2/8\n\ndefault via 10.0.0.1 & <b>\n";
+    "1: eth0 &lt;UP&gt; inet 192.168.0.1/24\n\n2: eth1 inet 10.0.0.2/8\n\ndefault via 10.0.0.1 &amp; &lt;b&gt;\n";
 inline const Lines kNetworkCommands = {"/sbin/ip addr show dev eth0", "/bin/echo", "/sbin/ip addr show dev eth1",
                                        "/bin/echo", "/sbin/ip route show"};
 

@@ -29,7 +29,7 @@ std::string countries(const std::string& selected)
     return marks.size() == 85 ? option_lines(rows, marks, true, "      ") : "not 85 countries";
 }
 
-const std::string kAtLong = "AT+CGDCONT=1,\"IP\",\"internet.example\"";  // 37 characters, shown as 31
+const std::string kAtLong = "AT+CGDCONT=1,\"IP\",\"internet.example\"";  // 37 characters, shown as 31, escaped
 const std::string kModemFile =
     "# Modems.\nEXT_MODEM_TYPE='none'\nINT_MODEM_COUNTRY_CODE='09'\nINT_MODEM_ISDN_MSN='4711'\n"
     "INT_MODEM_GSM_ATCMD='" + kAtLong + "'\nINT_MODEM_GSM_PIN='1234'\nEXT_MODEM_COUNTRY_CODE='04x'\n"
@@ -67,8 +67,8 @@ TEST(ModemPage, ShowFillsTheInternalModemOfTheModelAndTheExternalOne)
         {ANALOG, field("Analog") + "visible|hidden|hidden|" + countries("09") +
                      "|{INT_ISDN_MSN}|{INT_GSM_ATCMD}|{INT_GSM_PIN}" + ext},
         {ISDN, field("ISDN") + "hidden|visible|hidden|{INT_COUNTRY_LIST}|4711|{INT_GSM_ATCMD}|{INT_GSM_PIN}" + ext},
-        {GSM, field("GSM") + "hidden|hidden|visible|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|" + kAtLong.substr(0, 31) +
-                  "|1234" + ext},
+        {GSM, field("GSM") + "hidden|hidden|visible|{INT_COUNTRY_LIST}|{INT_ISDN_MSN}|" +
+                  "AT+CGDCONT=1,&quot;IP&quot;,&quot;internet.exa|1234" + ext},
         {"", error_page("in file modint line 121", "No such file or directory")},
     };
     for (const Lines& c : cases) {

@@ -40,7 +40,7 @@ TEST(SnmpPage, ShowTestsMd5AndDesExactlyAndNeverShowsPasswords)
         CgiResult r = sb.get("item=39");
         EXPECT_EQ(r.status, 0);
         // Addresses are cut to 15 characters; the third entry lies beyond the count.
-        EXPECT_EQ(r.out, "gw \"1\"|Rack 3|ops|ro|rw|tc|\n      <option>192.168.100.123</option>\n      "
+        EXPECT_EQ(r.out, "gw &quot;1&quot;|Rack 3|ops|ro|rw|tc|\n      <option>192.168.100.123</option>\n      "
                          "<option>10.0.0.2</option>|192.168.100.123 10.0.0.2 |admin|" + c[1])
             << c[0];
     }
@@ -129,7 +129,7 @@ TEST(OspfPage, ShowKeepsEachFieldsYesTestAndMarksTheExactNetworkType)
         auto state = [&](int i) { return std::string(c[6][0] == '1' && c[6][i] == '1' ? "enabled" : "disabled"); };
         CgiResult r = sb.get("item=45");
         EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, mark(0) + state(0) + "|r1|k\"ey|" + mark(1) + "7|11|44|" + net_types(c[7][0]) + "|" +
+        EXPECT_EQ(r.out, mark(0) + state(0) + "|r1|k&quot;ey|" + mark(1) + "7|11|44|" + net_types(c[7][0]) + "|" +
                              mark(2) + state(2) + "|12|48|" + net_types(c[7][1]) + "|" + mark(3) + state(3))
             << c[0] << " " << c[2] << " " << c[3];
     }

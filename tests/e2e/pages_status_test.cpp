@@ -1,4 +1,4 @@
-// The status pages: the device commands' output, whole and unescaped, under the headline.
+// The status pages: the device commands' output, whole and escaped, under the headline.
 #include <gtest/gtest.h>
 
 #include "page_support.h"
@@ -11,18 +11,22 @@ static void setup(const Sandbox& sb)
 
 TEST(StatusPages, ShowTheWholeOutputUnderTheHeadline)
 {
-    // A log far longer than any buffer, with markup in it; the last line has no newline.
-    std::string log;
-    for (int i = 1; log.size() < 100 * 1024; ++i)
+    // A log far longer than any buffer, with markup in it (shown escaped); the last line has no newline.
+    std::string log, shown;
+    for (int i = 1; log.size() < 100 * 1024; ++i) {
         log += "Jan  5 07:04:09 gw daemon.info <b>line " + std::to_string(i) + "</b> & <i>more</i>\n";
+        shown += "Jan  5 07:04:09 gw daemon.info &lt;b&gt;line " + std::to_string(i) +
+                 "&lt;/b&gt; &amp; &lt;i&gt;more&lt;/i&gt;\n";
+    }
     log += "tail without newline";
+    shown += "tail without newline";
     const struct {
         const char* query;
         std::string head, output;
         Lines commands;
     } cases[] = {
-        {"item=44", "Time", "Mon Jan  5 07:04:09 UTC 2026 <b>&amp;</b>\n", {"date"}},
-        {"item=43&act=1", "Log", log, {"logread"}},
+        {"item=44", "Time", "Mon Jan  5 07:04:09 UTC 2026 &lt;b&gt;&amp;amp;&lt;/b&gt;\n", {"date"}},
+        {"item=43&act=1", "Log", shown, {"logread"}},
         {"item=22", "Network", kNetworkOutput, kNetworkCommands},
     };
     for (const auto& c : cases) {

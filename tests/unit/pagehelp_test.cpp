@@ -24,6 +24,9 @@ TEST(OptionList, StylesAndMatchesAsThePagesWriteThem)
     EXPECT_EQ(option_list(ROWS, "", prefix).find("\">"), std::string::npos);
     EXPECT_EQ(option_list(ROWS, "statics", prefix).find("selected"), std::string::npos);
     EXPECT_EQ(option_list(ROWS, "", tight).find("selected"), std::string::npos);
+    // Markup in a row is written escaped; the stored value is matched as it is.
+    const Option odd[] = {{"a\"b", "<i>&"}};
+    EXPECT_EQ(option_list(odd, "a\"b", tight), "\n    <option value=\"a&quot;b\" selected>&lt;i&gt;&amp;</option>");
 }
 
 TEST(YesNo, PrefixAndExactTestsDiffer)
