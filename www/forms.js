@@ -282,7 +282,8 @@ function watch(form) {
      <input type="hidden" name="hostlist" value='{HOSTLIST}'>
    The columns are kept in step: a row is added, replaced or removed in all
    of them at once. An entry is checked like any field before it goes in;
-   Enter in an entry field adds it. On submit every field is sent as one
+   Enter in an entry field adds it. An entry chosen from a select is kept as
+   its value and shown with its label. On submit every field is sent as one
    blank-separated text with a blank after each entry, so all fields carry
    equally many entries. Every change is announced with a "listchange" event. */
 var LIST_MAX = 99;
@@ -311,6 +312,11 @@ function ListEditor(box) {
   box.appendChild(buttons);
   box.appendChild(this.error);
   this.cols.forEach(function (col) {
+    each(col.select.options, function (o) {
+      var value = o.value;
+      o.value = value;  /* kept as it is while the text may change */
+      o.text = self.label(col, value);
+    });
     col.select.addEventListener("change", function () { self.select(col.select.selectedIndex); });
     col.input.addEventListener("keydown", function (event) {
       if (event.key !== "Enter") return;
@@ -329,6 +335,14 @@ window.ListEditor = ListEditor;
 
 ListEditor.prototype.rows = function () { return this.cols[0].select.options.length; };
 
+/* How a column shows a value: the label of an entry select's option with that value. */
+ListEditor.prototype.label = function (col, value) {
+  if (col.input.tagName !== "SELECT") return value;
+  for (var i = 0; i < col.input.options.length; i++)
+    if (col.input.options[i].value === value) return col.input.options[i].text;
+  return value;
+};
+
 ListEditor.prototype.changed = function () {
   this.box.dispatchEvent(new CustomEvent("listchange", { bubbles: true }));
 };
@@ -337,7 +351,7 @@ ListEditor.prototype.select = function (index) {
   this.cols.forEach(function (col) {
     col.select.selectedIndex = index;
     if (index >= 0) {
-      col.input.value = col.select.options[index].text;
+      col.input.value = col.select.options[index].value;
       mark(col.input, "");
     }
   });
@@ -359,7 +373,8 @@ ListEditor.prototype.add = function () {
   if (this.rows() >= LIST_MAX) { this.error.textContent = say("full"); return; }
   var values = this.values();
   if (!values) return;
-  this.cols.forEach(function (col, i) { col.select.add(new Option(values[i])); });
+  var self = this;
+  this.cols.forEach(function (col, i) { col.select.add(new Option(self.label(col, values[i]), values[i])); });
   this.select(this.rows() - 1);
   this.changed();
 };
@@ -369,7 +384,11 @@ ListEditor.prototype.replace = function () {
   if (index < 0) { this.error.textContent = say("none"); return; }
   var values = this.values();
   if (!values) return;
-  this.cols.forEach(function (col, i) { col.select.options[index].text = values[i]; });
+  var self = this;
+  this.cols.forEach(function (col, i) {
+    col.select.options[index].value = values[i];
+    col.select.options[index].text = self.label(col, values[i]);
+  });
   this.changed();
 };
 
@@ -385,9 +404,11 @@ ListEditor.prototype.move = function (step) {
   var index = this.cols[0].select.selectedIndex, to = index + step;
   if (index < 0 || to < 0 || to >= this.rows()) return;
   this.cols.forEach(function (col) {
-    var o = col.select.options, a = o[index].text;
+    var o = col.select.options, a = [o[index].value, o[index].text];
+    o[index].value = o[to].value;
     o[index].text = o[to].text;
-    o[to].text = a;
+    o[to].value = a[0];
+    o[to].text = a[1];
   });
   this.select(to);
   this.changed();
@@ -406,7 +427,7 @@ ListEditor.prototype.store = function () {
       form.appendChild(hidden);
     }
     var text = "";
-    for (var i = 0; i < col.select.options.length; i++) text += col.select.options[i].text + " ";
+    for (var i = 0; i < col.select.options.length; i++) text += col.select.options[i].value + " ";
     hidden.value = text;
   });
 };
