@@ -22,6 +22,14 @@ int dev_init();
 std::string dev_path(const char* device_path);
 
 FILE* dev_fopen(const char* device_path, const char* mode);
+// Creates or empties a file to write ("w") or to write and read back ("w+"),
+// with the permission bits fopen would give, without ever writing through
+// what another process put at the path: a symbolic link in its last part, a
+// file that is not a plain file, not the program's own or with more than one
+// name (a hard link) is refused (none, errno ELOOP for a link, else EPERM) and
+// removed where the folder allows it, so that no command that follows acts
+// through it either.
+FILE* dev_create(const char* device_path, const char* mode);
 int dev_stat(const char* device_path, struct stat* st);
 int dev_mkdir(const char* device_path, mode_t mode);
 int dev_chdir(const char* device_path);

@@ -143,7 +143,7 @@ int cvpnca_act()
     dev_syslog(LOG_INFO, "cvpnca cvpnca_act() geht los");
     tmpl_replace("{COUNTRYOPTS}", "");
     FILE* in = dev_fopen(CLIENT_TEMPLATE, "r");
-    FILE* out = in ? dev_fopen(SCRATCH, "w+") : nullptr;
+    FILE* out = in ? dev_create(SCRATCH, "w+") : nullptr;
     if (!out) {
         if (in)
             fclose(in);

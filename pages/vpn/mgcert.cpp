@@ -77,7 +77,7 @@ std::string join(std::initializer_list<const char*> parts)
 void rewrite_index(const std::vector<std::string>& states)
 {
     FILE* in = dev_fopen(INDEX, "r");
-    FILE* out = dev_fopen(SCRATCH, "w");
+    FILE* out = dev_create(SCRATCH, "w");
     if (in && out) {
         std::string written;  // a state other than V or R repeats the line before
         char line[LINE_SIZE];
