@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <unistd.h>
 
 #include "device/device.h"
 #include "render/aux.h"
@@ -17,9 +18,25 @@ FILE* g_in = nullptr;
 
 FILE* input() { return g_in ? g_in : stdin; }
 
-// A request body larger than this is treated like a failed allocation: the
-// device could never hold it.
+// The bounds of one request. Past any of them the request is refused as a
+// failed allocation ("in file http line 258", ENOMEM) and everything it
+// brought is dropped, so that no request holds more than a few MiB of memory.
+// A multipart body (it carries uploads) larger than this.
 constexpr long BODY_LIMIT = 16L * 1024 * 1024;
+// A urlencoded body (a form without uploads). The largest form the pages send,
+// the dial-out page with its four lists of 99 providers at their longest, is
+// about 14 KB, 41 KB with every character percent-encoded.
+constexpr long FORM_LIMIT = 256L * 1024;
+// A query string; the pages' own are links of a few dozen bytes.
+constexpr size_t QUERY_LIMIT = 64 * 1024;
+// Request variables stored (query string, body and program arguments, or a
+// multipart form's fields); the largest form, the OpenVPN page's, sends 30.
+constexpr int VARIABLES_MAX = 1000;
+// Uploaded files of one multipart form; the pages' forms send at most one.
+constexpr int UPLOADS_MAX = 8;
+
+int g_stored = 0;      // variables stored so far
+bool g_over = false;   // a piece was not stored: VARIABLES_MAX reached
 
 bool is_space(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\v' || c == '\f' || c == '\r'; }
 bool is_alpha(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); }
@@ -106,13 +123,114 @@ const char* skip_chars(const char* p, size_t n)
     return p;
 }
 
-bool read_line(char* buf, int size)
+// The multipart body as the parser reads it, through a buffer of its own:
+// read(2) from the input's file (an input without one, a test's text in
+// memory, through its stdio reads). At most CONTENT_LENGTH bytes when the
+// server gives the length, otherwise up to BODY_LIMIT bytes, past which a
+// stream that still goes on is "over".
+struct BodyReader {
+    FILE* from;
+    int fd;                  // the file read, or -1: stdio reads of from
+    long left;               // bytes the body may still bring
+    bool limited_by_length;
+    bool over;
+    bool ended;              // no more bytes (sticky, as a stream's end of file)
+    size_t pos, end;         // the bytes not yet handed out: buf[pos, end)
+    unsigned char buf[1 << 16];
+};
+BodyReader g_body;
+
+void body_start(FILE* from, long left, bool limited_by_length)
 {
-    if (!fgets(buf, size, input())) {
-        buf[0] = '\0';
+    g_body.from = from;
+    g_body.fd = fileno(from);
+    g_body.left = left;
+    g_body.limited_by_length = limited_by_length;
+    g_body.over = false;
+    g_body.ended = false;
+    g_body.pos = g_body.end = 0;
+}
+
+size_t body_raw_read(unsigned char* into, size_t n)
+{
+    if (g_body.fd < 0)
+        return fread(into, 1, n, g_body.from);
+    for (;;) {
+        ssize_t got = read(g_body.fd, into, n);
+        if (got >= 0)
+            return size_t(got);
+        if (errno != EINTR)
+            return 0;
+    }
+}
+
+// Refills the buffer once it is empty; false when the body has no more.
+bool body_fill()
+{
+    if (g_body.ended)
+        return false;
+    g_body.pos = g_body.end = 0;
+    if (g_body.left <= 0) {
+        unsigned char probe;
+        if (!g_body.limited_by_length && body_raw_read(&probe, 1) == 1)
+            g_body.over = true;
+        g_body.ended = true;
         return false;
     }
+    size_t want = sizeof g_body.buf < size_t(g_body.left) ? sizeof g_body.buf : size_t(g_body.left);
+    size_t got = body_raw_read(g_body.buf, want);
+    if (got == 0) {
+        g_body.ended = true;
+        return false;
+    }
+    g_body.left -= long(got);
+    g_body.end = got;
     return true;
+}
+
+size_t body_available() { return g_body.end - g_body.pos; }
+
+// getc: the next byte, or EOF.
+int body_getc()
+{
+    if (g_body.pos == g_body.end && !body_fill())
+        return EOF;
+    return g_body.buf[g_body.pos++];
+}
+
+// fread: n bytes, fewer only where the body ends.
+size_t body_read(unsigned char* into, size_t n)
+{
+    size_t got = 0;
+    while (got < n && (g_body.pos < g_body.end || body_fill())) {
+        size_t part = n - got < body_available() ? n - got : body_available();
+        memcpy(into + got, g_body.buf + g_body.pos, part);
+        g_body.pos += part;
+        got += part;
+    }
+    return got;
+}
+
+// fgets: up to size - 1 bytes, through the first newline; false (and the
+// empty text) when the body has no byte left.
+bool read_line(char* buf, int size)
+{
+    size_t got = 0, room = size > 0 ? size_t(size - 1) : 0;
+    while (got < room && (g_body.pos < g_body.end || body_fill())) {
+        const unsigned char* from = g_body.buf + g_body.pos;
+        size_t part = room - got < body_available() ? room - got : body_available();
+        const void* newline = memchr(from, '\n', part);
+        if (newline)
+            part = size_t(static_cast<const unsigned char*>(newline) - from) + 1;
+        memcpy(buf + got, from, part);
+        g_body.pos += part;
+        got += part;
+        if (newline)
+            break;
+    }
+    if (size > 0)
+        buf[got] = '\0';
+    return got > 0 || size == 1;
 }
 
 void skip_lines(int count)
@@ -136,8 +254,9 @@ void copy_upload_by_byte(FILE* f, const char* boundary)
     RingBuffer ring{};
     int32_t size = int32_t(strlen(boundary));
     int32_t filled = 0;
-    if (ring_init(&ring, size, input(), &filled) != 0)
+    if (ring_init(&ring, size, nullptr, nullptr) != 0)
         return;
+    filled = int32_t(body_read(ring.bytes, size_t(ring.size)));
     if (filled < size) {
         fwrite(ring.bytes, 1, size_t(filled), f);
         ring_free(&ring);
@@ -152,7 +271,7 @@ void copy_upload_by_byte(FILE* f, const char* boundary)
             break;
         }
         putc(ring_get(&ring), f);
-        int c = getc(input());
+        int c = body_getc();
         if (c == EOF) {
             ended = true;
             ring.position = (ring.position + 1) % size;
@@ -215,7 +334,6 @@ void copy_upload(FILE* f, const char* boundary)
         copy_upload_by_byte(f, boundary);
         return;
     }
-    FILE* in = input();
     const unsigned char* text = reinterpret_cast<const unsigned char*>(boundary);
     const unsigned char first = text[0];
     const size_t compared = size - 1;  // the bytes of the ring that are compared
@@ -223,7 +341,7 @@ void copy_upload(FILE* f, const char* boundary)
     UploadWriter out(f);
 
     // The ring's first fill: B bytes, or what the input has.
-    size_t held = fread(window, 1, size, in);  // consumed, not yet written
+    size_t held = body_read(window, size);  // consumed, not yet written
     if (held < size) {
         out.put(window, held);
         return;
@@ -235,31 +353,21 @@ void copy_upload(FILE* f, const char* boundary)
         if (!candidate) {
             out.put(window, held);
             held = 0;
-            // Whole stretches of the stream's buffer up to the next first character.
+            // Whole stretches of the reader's buffer up to the next first character.
             for (;;) {
-                const unsigned char* bytes;
-                size_t n = aux_peek(in, &bytes);
-                if (n == 0) {
-                    int c = getc(in);  // the stream fills its buffer
-                    if (c == EOF)
-                        return;  // the input ended: all of it is written
-                    window[0] = static_cast<unsigned char>(c);
-                    if (can_match && window[0] == first) {
-                        held = 1;
-                        break;
-                    }
-                    out.put(window, 1);
-                    continue;
-                }
+                if (g_body.pos == g_body.end && !body_fill())
+                    return;  // the input ended: all of it is written
+                const unsigned char* bytes = g_body.buf + g_body.pos;
+                const size_t n = body_available();
                 const unsigned char* hit =
                     can_match ? static_cast<const unsigned char*>(memchr(bytes, first, n)) : nullptr;
                 if (!hit) {
                     out.put(bytes, n);
-                    aux_take(in, n);
+                    g_body.pos += n;
                     continue;
                 }
                 out.put(bytes, size_t(hit - bytes));
-                aux_take(in, size_t(hit - bytes) + 1);
+                g_body.pos += size_t(hit - bytes) + 1;
                 window[0] = first;
                 held = 1;
                 break;
@@ -270,21 +378,8 @@ void copy_upload(FILE* f, const char* boundary)
             memmove(window, candidate, held);
         }
         // window[0] is the first character: take the rest of the compared bytes.
-        while (held < compared) {
-            const unsigned char* bytes;
-            size_t n = aux_peek(in, &bytes);
-            if (n == 0) {
-                int c = getc(in);
-                if (c == EOF)
-                    break;
-                window[held++] = static_cast<unsigned char>(c);
-                continue;
-            }
-            size_t want = compared - held < n ? compared - held : n;
-            memcpy(window + held, bytes, want);
-            aux_take(in, want);
-            held += want;
-        }
+        if (held < compared)
+            held += body_read(window + held, compared - held);
         if (held < compared) {
             out.put(window, held);  // too short for the boundary: the input ended
             return;
@@ -292,7 +387,7 @@ void copy_upload(FILE* f, const char* boundary)
         if (memcmp(window, text, compared) == 0) {
             // A match: the ring also holds the byte after these.
             if (held == compared)
-                getc(in);
+                body_getc();
             return;
         }
         out.put(window, 1);
@@ -301,32 +396,9 @@ void copy_upload(FILE* f, const char* boundary)
     }
 }
 
-// The multipart body as the parser reads it: at most CONTENT_LENGTH bytes
-// when the server gives the length, otherwise up to BODY_LIMIT bytes, past
-// which a stream that still goes on is "over".
-struct BodyStream {
-    FILE* from;
-    long left;
-    bool limited_by_length;
-    bool over;
-};
-
-ssize_t body_read(void* cookie, char* buf, size_t size)
-{
-    BodyStream* body = static_cast<BodyStream*>(cookie);
-    if (body->left <= 0) {
-        if (!body->limited_by_length && !body->over && getc(body->from) != EOF)
-            body->over = true;
-        return 0;
-    }
-    size_t n = fread(buf, 1, size < size_t(body->left) ? size : size_t(body->left), body->from);
-    body->left -= long(n);
-    return ssize_t(n);
-}
-
-// Forgets everything a multipart body brought: its uploads (files too), its
+// Forgets everything the request brought: its uploads (files too), its
 // variables, lang, item and act.
-void drop_body()
+void drop_request()
 {
     while (HListNode* upload = g_request.files) {
         dev_unlink((std::string("/tmp/upload/") + upload->value).c_str());
@@ -343,6 +415,30 @@ void drop_body()
     g_request.act = 0;
 }
 
+// A request past one of the bounds: nothing of it is kept, so that no page
+// applies half a form.
+void refuse_request()
+{
+    drop_request();
+    aux_error("in file http line 258", ENOMEM);
+}
+
+// Stores a variable at the head of HList, unless VARIABLES_MAX are stored
+// (then g_over is set); false when it was not stored.
+bool store_variable(HListNode* node)
+{
+    if (g_stored >= VARIABLES_MAX) {
+        g_over = true;
+        http_node_free(node);
+        return false;
+    }
+    ++g_stored;
+    node->next = g_request.variables;
+    g_request.variables = node;
+    return true;
+}
+
+constexpr int PARTS_OVER = -2;  // parse_parts: a bound was reached
 int parse_parts();
 
 }  // namespace
@@ -439,9 +535,10 @@ void http_add_pair(const char* piece)
                 g_request.item = to_int(value);
             } else if (strcmp(name, "act") == 0) {
                 g_request.act = to_int(value);
+            } else if (g_stored >= VARIABLES_MAX) {
+                g_over = true;
             } else if (HListNode* node = http_node_new(name, value)) {
-                node->next = g_request.variables;
-                g_request.variables = node;
+                store_variable(node);
             }
         }
     }
@@ -496,6 +593,8 @@ int http_parse(int argc, char** argv)
     memset(g_request.lang, 0, sizeof g_request.lang);
     g_request.item = 0;
     g_request.act = 0;
+    g_stored = 0;
+    g_over = false;
     HListNode* sentinel = http_node_new("", "");
     if (!sentinel)
         return -1;
@@ -508,12 +607,23 @@ int http_parse(int argc, char** argv)
     return 0;
 }
 
+// The query string, then the body, then the program arguments. A query string
+// over QUERY_LIMIT, a body over FORM_LIMIT (unread) and more than
+// VARIABLES_MAX variables are refused, with all the request brought.
 void http_parse_urlencoded(int argc, char** argv)
 {
     if (const char* query = getenv("QUERY_STRING")) {
+        if (strlen(query) > QUERY_LIMIT) {
+            refuse_request();
+            return;
+        }
         if (char* copy = http_strdup(query)) {
             add_pieces(copy);
             free(copy);
+        }
+        if (g_over) {
+            refuse_request();
+            return;
         }
     }
     const char* method = getenv("REQUEST_METHOD");
@@ -522,23 +632,34 @@ void http_parse_urlencoded(int argc, char** argv)
         long length = length_text ? strtol(length_text, nullptr, 10) : 0;
         if (length < 0)
             length = 0;
-        char* body = length > BODY_LIMIT ? nullptr : read_body(length);
+        if (length > FORM_LIMIT) {
+            refuse_request();
+            return;
+        }
+        char* body = read_body(length);
         if (!body) {
-            aux_error("in file http line 258", length > BODY_LIMIT ? ENOMEM : errno);
+            aux_error("in file http line 258", errno);
             return;
         }
         add_pieces(body);
         free(body);
+        if (g_over) {
+            refuse_request();
+            return;
+        }
     }
     for (int i = 1; i < argc; ++i)
         http_add_pair(argv[i]);
+    if (g_over)
+        refuse_request();
 }
 
 // A multipart body is read no further than CONTENT_LENGTH. One declared
 // larger than BODY_LIMIT is refused unread; without a length (or with a
 // negative one) a stream that goes on past BODY_LIMIT is refused when it gets
-// there, and what it brought is dropped. Both are reported as the failed
-// allocation of an over-long urlencoded body is.
+// there; a form with more than VARIABLES_MAX fields or UPLOADS_MAX files is
+// refused at the one too many. Each is reported as the failed allocation of an
+// over-long urlencoded body is, and what the body brought is dropped.
 int http_parse_multipart(int, char**)
 {
     const char* length_text = getenv("CONTENT_LENGTH");
@@ -547,21 +668,10 @@ int http_parse_multipart(int, char**)
         aux_error("in file http line 258", ENOMEM);
         return -1;
     }
-    BodyStream body{input(), length >= 0 ? length : BODY_LIMIT, length >= 0, false};
-    cookie_io_functions_t io{body_read, nullptr, nullptr, nullptr};
-    FILE* limited = fopencookie(&body, "r", io);
-    if (!limited) {
-        aux_error("in file http line 258", errno);
-        return -1;
-    }
-    FILE* outer = g_in;
-    g_in = limited;
+    body_start(input(), length >= 0 ? length : BODY_LIMIT, length >= 0);
     int result = parse_parts();
-    g_in = outer;
-    fclose(limited);
-    if (body.over) {
-        drop_body();
-        aux_error("in file http line 258", ENOMEM);
+    if (g_body.over || result == PARTS_OVER) {
+        refuse_request();
         return -1;
     }
     return result;
@@ -581,6 +691,7 @@ int parse_parts()
     const char* boundary = first;
 
     bool have_lang = false, have_item = false, have_act = false;
+    int uploads = 0;
     char line[1023];
     for (;;) {
         if (!read_line(line, sizeof line) || line[0] == '\0')
@@ -599,6 +710,8 @@ int parse_parts()
             if (file_name.empty()) {
                 skip_lines(2);
             } else {
+                if (++uploads > UPLOADS_MAX || g_stored >= VARIABLES_MAX)
+                    return PARTS_OVER;
                 HListNode* node = http_node_new(field.c_str(), file_name.c_str());
                 if (!node) {
                     aux_error("in file http line 332", ENOMEM);
@@ -607,7 +720,7 @@ int parse_parts()
                 FILE* f = nullptr;
                 int err = EACCES;
                 if (safe_upload_name(file_name)) {
-                    f = dev_fopen(("/tmp/upload/" + file_name).c_str(), "w");
+                    f = dev_create(("/tmp/upload/" + file_name).c_str(), "w");
                     err = errno;
                 }
                 if (!f) {
@@ -615,6 +728,7 @@ int parse_parts()
                     aux_error("in file http line 339", err);
                     return -1;
                 }
+                ++g_stored;
                 node->next = g_request.files;
                 g_request.files = node;
                 skip_lines(2);
@@ -642,9 +756,10 @@ int parse_parts()
             } else if (field == "act" && !have_act) {
                 have_act = true;
                 g_request.act = to_int(value);
+            } else if (g_stored >= VARIABLES_MAX) {
+                return PARTS_OVER;
             } else if (HListNode* node = http_node_new(field.c_str(), value)) {
-                node->next = g_request.variables;
-                g_request.variables = node;
+                store_variable(node);
             } else {
                 aux_error("in file http line 399", ENOMEM);
             }
@@ -676,7 +791,7 @@ int ring_init(RingBuffer* ring, int32_t size, FILE* in, int32_t* filled)
     ring->bytes = static_cast<unsigned char*>(calloc(size_t(ring->size) + 1, 1));
     if (!ring->bytes)
         return -1;
-    size_t n = ring->size > 0 ? fread(ring->bytes, 1, size_t(ring->size), in) : 0;
+    size_t n = ring->size > 0 && in ? fread(ring->bytes, 1, size_t(ring->size), in) : 0;
     if (filled)
         *filled = int32_t(n);
     return 0;

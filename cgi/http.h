@@ -58,7 +58,8 @@ struct RingBuffer {
     int32_t size;
     int32_t position;  // the oldest byte
 };
-// Fills the ring with one read of size bytes; *filled gets how many came.
+// Fills the ring with one read of size bytes from in (none: the caller fills
+// it); *filled, when given, gets how many came.
 int ring_init(RingBuffer* ring, int32_t size, FILE* in, int32_t* filled);
 void ring_put(RingBuffer* ring, unsigned char byte);  // stores at position, advances
 unsigned char ring_get(const RingBuffer* ring);

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <set>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -189,35 +190,117 @@ TEST(HostileInput, SizesFarPastAnyFormAreBoundedAndAnswered)
     for (int i = 0; i < 100000; ++i)
         many += "v" + std::to_string(i) + "=x&";
     many += "item=47";
+    // n variables (or multipart fields), then the item; n uploads, then the item.
+    auto vars = [](int n) {
+        std::string text;
+        for (int i = 0; i < n; ++i)
+            text += "v" + std::to_string(i) + "=x&";
+        return text + "item=47";
+    };
+    auto fields = [](int n) {
+        std::string text;
+        for (int i = 0; i < n; ++i)
+            text += field("v" + std::to_string(i), "x");
+        return text + field("item", "47") + "--b--\r\n";
+    };
+    auto uploads = [](int n) {
+        std::string text;
+        for (int i = 0; i < n; ++i)
+            text += file_head("up" + std::to_string(i)) + "x\r\n";
+        return text + field("item", "47") + "--b--\r\n";
+    };
     const std::string tera = std::to_string(1LL << 40);
     const std::string parts = field("item", "41") + field("act", "1") + "--b--\r\n";
     struct Case {
-        std::string what, method, type, length, input, expect;
+        std::string what, method, type, length, input, expect, query = "";
     } cases[] = {
-        {"100,000 variables", "POST", "", std::to_string(many.size()), many, kUser},
+        {"100,000 variables: a body past 256 KiB", "POST", "", std::to_string(many.size()), many, kTooBig + kIntro},
+        {"1,000 variables", "POST", "", std::to_string(vars(1000).size()), vars(1000), kUser},
+        {"1,001 variables", "POST", "", std::to_string(vars(1001).size()), vars(1001), kTooBig + kIntro},
+        {"1,001 variables, the last from the arguments", "POST", "", std::to_string(vars(1000).size()), vars(1000),
+         kTooBig + kIntro},
         {"urlencoded, longer than its length", "POST", "", "7", "item=41&item=47", kRedunt},
         {"urlencoded, shorter than its length", "POST", "", "9999", "item=41", kRedunt},
         {"urlencoded, length 2^40", "POST", "", tera, "item=41", kTooBig + kIntro},
+        // What the query string brought goes with the body: no apply without its form.
+        {"urlencoded, length 2^40 after an act", "POST", "", tera, "item=41", kTooBig + kIntro, "item=41&act=1"},
         {"urlencoded, length not a number", "POST", "", "x7", "item=41", kIntro},
         {"multipart, longer than its length", "POST", kMp, std::to_string(parts.find("--b\r\n", 4)), parts, kRedunt},
         {"multipart, shorter than its length", "POST", kMp, "9999", parts, "templates/resultpage.tmpl"},
         {"multipart, length 2^40", "POST", kMp, tera, parts, kTooBig + kIntro},
         {"multipart, length not a number", "POST", kMp, "x", parts,
          error_page("in file http line 297", "Message too long") + kIntro},
+        {"1,000 fields", "POST", kMp, "", fields(1000), kUser},
+        {"1,001 fields", "POST", kMp, "", fields(1001), kTooBig + kIntro},
+        {"8 uploads", "POST", kMp, "", uploads(8), kUser},
+        {"9 uploads", "POST", kMp, "", uploads(9), kTooBig + kIntro},
     };
     for (const Case& c : cases) {
-        CgiResult r = sb.run({{"REQUEST_METHOD", c.method}, {"CONTENT_TYPE", c.type}, {"CONTENT_LENGTH", c.length}},
-                             c.input);
+        CgiResult r = sb.run({{"REQUEST_METHOD", c.method}, {"CONTENT_TYPE", c.type}, {"CONTENT_LENGTH", c.length},
+                              {"QUERY_STRING", c.query}},
+                             c.input, c.what.find("arguments") != std::string::npos ? std::vector<std::string>{"w=1"}
+                                                                                   : std::vector<std::string>{});
         EXPECT_EQ(r.status, 0) << c.what;
         EXPECT_EQ(r.out, c.expect) << c.what;
         EXPECT_FALSE(r.timed_out) << c.what;
+        // Uploads stay only where the form was taken.
+        EXPECT_EQ(sb.exists("/tmp/upload/up0"), c.what == "8 uploads") << c.what;
+        for (int i = 0; i < 9; ++i)
+            sb.remove("/tmp/upload/up" + std::to_string(i));
     }
     // The longest query string a web server can pass (the kernel takes no
-    // environment text over 128 KiB), full of variables.
+    // environment text over 128 KiB), full of variables: far more than any
+    // page sends.
     std::string query;
     while (query.size() < 120000)
         query += "q" + std::to_string(query.size()) + "=%41%42+&";
-    EXPECT_EQ(sb.get(query + "item=47").out, kUser);
+    EXPECT_EQ(sb.get(query + "item=47").out, kTooBig + kIntro);
+}
+
+namespace {
+
+// The peak memory a request may take: 32 MiB. Under AddressSanitizer or an
+// emulator, which hold memory of their own, 32 MiB more than a plain page
+// takes there.
+long memory_allowed_kb(const Sandbox& sb)
+{
+    bool instrumented = getenv("GWADMIN_TEST_RUNNER") && *getenv("GWADMIN_TEST_RUNNER");
+#if defined(__SANITIZE_ADDRESS__)
+    instrumented = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    instrumented = true;
+#endif
+#endif
+    return 32L * 1024 + (instrumented ? sb.get("item=47").max_rss_kb : 0);
+}
+
+}  // namespace
+
+TEST(HostileInput, NoRequestTakesMoreThan32MiB)
+{
+    Sandbox sb;
+    pages(sb);
+    const long allowed = memory_allowed_kb(sb);
+    // Bodies of 16 MiB, fed through a pipe (so that the test holds none of
+    // it when it starts the program, whose peak would count it).
+    std::string vars, fields;
+    for (int i = 0; i < 1000; ++i)
+        vars += "a=&", fields += "--b\r\nname=\"a\"\r\n\r\n\r\n";
+    const struct {
+        std::string what, type, chunk;
+    } cases[] = {
+        {"16 MiB of a=&a=&...", "", vars},
+        {"16 MiB of empty multipart fields", kMp, fields},
+    };
+    for (const auto& c : cases) {
+        Endless run = run_endless(
+            sb, {{"REQUEST_METHOD", "POST"}, {"CONTENT_TYPE", c.type}, {"CONTENT_LENGTH", std::to_string(16 << 20)}},
+            c.chunk, c.chunk);
+        EXPECT_EQ(run.result.out, kTooBig + kIntro) << c.what;
+        EXPECT_LT(run.max_rss_kb, allowed) << c.what;
+        EXPECT_FALSE(run.result.timed_out) << c.what;
+    }
 }
 
 TEST(HostileInput, EndlessStreamsAreReadNoFurtherThanTheLimit)
@@ -256,4 +339,98 @@ TEST(HostileInput, EndlessStreamsAreReadNoFurtherThanTheLimit)
                   c.stored) << c.what;
         sb.remove("/tmp/upload/endless.bin");
     }
+}
+
+TEST(HostileInput, LinksPlantedAtScratchAndUploadFilesAreNeverWrittenThrough)
+{
+    // A file of another part of the system, and a link to it (or a second
+    // name for it) put where the program writes.
+    const struct {
+        std::string what, planted;
+        CgiResult (*run)(const Sandbox&);
+        std::string page;  // the page's end
+    } cases[] = {
+        {"upload", "/tmp/upload/key.p12",
+         [](const Sandbox& s) {
+             return s.post_multipart("b", field("item", "47") + file_head("key.p12") + "forged\r\n--b--\r\n");
+         },
+         kUser},
+        {"certificate index scratch", "/tmp/crt.tmp",
+         [](const Sandbox& s) { return s.get("item=27&act=1&numblist=1&statelist=R"); }, "templates/resultpage.tmpl"},
+        {"certificate request scratch", "/tmp/tmpcert.config",
+         [](const Sandbox& s) { return s.get("item=26&step=1&cert_type=peer&common=forged"); },
+         "english/vpnca1.tmpl"},
+    };
+    for (const auto& c : cases) {
+        for (bool symbolic : {true, false}) {
+            Sandbox sb;
+            pages(sb);
+            sb.write_doc("english/vpnca1.tmpl", "english/vpnca1.tmpl");
+            for (const char* t : {"/usr/sbin/cert", "/usr/sbin/save"})
+                sb.tool(t, "exit 0");
+            sb.write("/tmp/certs/index.txt", "V\t301231235959Z\t\t01\tunknown\t/CN=peer\n");
+            sb.write("/tmp/certs/config/VPNClient.config", "commonName_default = peer\n");
+            const std::string victim = base_of(sb) + "/shadow";
+            write_file(victim, "precious\n");
+            chmod(victim.c_str(), 0600);
+            struct stat before {};
+            stat(victim.c_str(), &before);
+            const std::string at = sb.root + c.planted, what = c.what + (symbolic ? " (link)" : " (hard link)");
+            ASSERT_EQ(symbolic ? symlink(victim.c_str(), at.c_str()) : link(victim.c_str(), at.c_str()), 0) << what;
+
+            CgiResult r = c.run(sb);
+            EXPECT_TRUE(r.out.size() >= c.page.size() && r.out.substr(r.out.size() - c.page.size()) == c.page)
+                << what << ": " << r.out;
+            struct stat after {};
+            stat(victim.c_str(), &after);
+            EXPECT_EQ(read_file(victim), "precious\n") << what;
+            EXPECT_EQ(after.st_mode, before.st_mode) << what;  // nothing chmod-ed through the link
+            EXPECT_EQ(after.st_uid, before.st_uid) << what;
+            EXPECT_EQ(after.st_gid, before.st_gid) << what;
+            struct stat left {};
+            EXPECT_FALSE(lstat(at.c_str(), &left) == 0 && (S_ISLNK(left.st_mode) || left.st_ino == after.st_ino))
+                << what << ": the planted name is left for the commands that follow";
+        }
+    }
+    // The upload is reported as a file that cannot be created.
+    Sandbox sb;
+    pages(sb);
+    symlink("/dev/null", (sb.root + "/tmp/upload/key.p12").c_str());
+    EXPECT_EQ(sb.post_multipart("b", field("item", "47") + file_head("key.p12") + "x\r\n--b--\r\n").out,
+              error_page("in file http line 339", strerror(ELOOP)) + kUser);
+}
+
+TEST(HostileInput, TheCertificateToolTakesEachPasswordAsOneWord)
+{
+    if (system("openssl version > /dev/null 2>&1") != 0)
+        GTEST_SKIP() << "no openssl";
+    Sandbox sb;
+    pages(sb);
+    const std::string tools = std::string(GWADMIN_SOURCE_DIR) + "/sandbox/tools/usr/sbin/cert";
+    sb.tool("/usr/sbin/cert", read_file(tools).substr(read_file(tools).find('\n') + 1));
+    sb.write_doc("english/vpnca1.tmpl", "english/vpnca1.tmpl");
+    sb.write("/tmp/certs/config/VPNClient.config", "commonName_default = x\n");
+    sb.write("/tmp/certs/index.txt", "");
+    const std::string outside = base_of(sb) + "/outside";
+    // Words that, split apart, would be options of openssl: one writes a file
+    // outside the sandbox (beside the document root, where the tool runs). A
+    // CA, then a gateway certificate whose key has a password with blanks and
+    // a glob.
+    const std::string so = "x -writerand ../outside", key = "two words *";
+    auto encoded = [](const std::string& text) {
+        std::string out;
+        for (unsigned char ch : text) {
+            char hex[4];
+            snprintf(hex, sizeof hex, "%%%02X", ch);
+            out += hex;
+        }
+        return out;
+    };
+    sb.get("item=26&step=1&cert_type=auth&common=Router+CA&so_pass=" + encoded(so));
+    sb.get("item=26&step=1&cert_type=gate&common=gw&so_pass=" + encoded(so) + "&su_pass=" + encoded(key));
+    EXPECT_NE(access(outside.c_str(), F_OK), 0);
+    // The keys open with the passwords whole.
+    const std::string certs = sb.root + "/tmp/certs";
+    EXPECT_EQ(system(("openssl pkey -noout -in " + certs + "/private/cakey.pem -passin 'pass:" + so + "'").c_str()), 0);
+    EXPECT_EQ(system(("openssl pkey -noout -in " + certs + "/gateway.key -passin 'pass:" + key + "'").c_str()), 0);
 }

@@ -8,6 +8,7 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -178,9 +179,11 @@ CgiResult Sandbox::run(std::map<std::string, std::string> env, const std::string
         exec_gwadmin(args, envp.data());
     }
     int status = 0;
-    waitpid(pid, &status, 0);
+    struct rusage usage {};
+    wait4(pid, &status, 0, &usage);
     fclose(in);
     CgiResult result;
+    result.max_rss_kb = usage.ru_maxrss;
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.timed_out = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
     result.out = slurp(out);

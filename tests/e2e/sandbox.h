@@ -11,6 +11,7 @@ struct CgiResult {
     bool timed_out = false;
     std::string out;      // standard output: the page
     std::string err;      // standard error
+    long max_rss_kb = 0;  // the program's peak memory (resident, KiB)
 };
 
 class Sandbox {
