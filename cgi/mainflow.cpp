@@ -12,6 +12,7 @@
 #include "cgi/sameorigin.h"
 #include "device/device.h"
 #include "render/aux.h"
+#include "render/escape.h"
 #include "render/tmpl.h"
 
 namespace {
@@ -73,25 +74,25 @@ int gwadmin_main(int argc, char** argv)
     if (http_parse(argc, argv) < 0)
         return 1;
 
+    int item = http_item(), act = http_act();
+    const char* step_text = http_var("step");
+    long step = strtol(step_text, nullptr, 10);
+    // Another site's page may show this device's pages, never change them.
+    if (sameorigin_refused(item, act, step)) {
+        http_free();
+        return 1;
+    }
+
     std::string path;
-    int item = -1, act = 0;
-    long step = 0;
     if (firmware_update_running()) {
         path = std::string(http_lang()) + "/noconf.tmpl";
+        item = -1;
+        act = 0;
+        step = 0;
+    } else if (act) {
+        path = "templates/resultpage.tmpl";
     } else {
-        item = http_item();
-        act = http_act();
-        const char* step_text = http_var("step");
-        step = strtol(step_text, nullptr, 10);
-        // Another site's page may show this device's pages, never change them.
-        if (sameorigin_refused(item, act, step)) {
-            http_free();
-            return 1;
-        }
-        if (act)
-            path = "templates/resultpage.tmpl";
-        else
-            path = page_template(item, step_text);
+        path = page_template(item, step_text);
     }
 
     int loaded;
@@ -104,6 +105,11 @@ int gwadmin_main(int argc, char** argv)
     if (loaded != 0) {
         http_free();
         return 1;
+    }
+    if (act) {
+        // The result page can name the page it answers.
+        tmpl_replace("{ITEM}", std::to_string(item).c_str());
+        tmpl_replace_text("{LANG}", http_lang());
     }
 
     if (item == ITEM_FACDEF && !act) {

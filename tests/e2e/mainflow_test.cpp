@@ -124,8 +124,8 @@ TEST(MainFlow, HostileInputIsAnsweredAndUploadsStayInTheSandbox)
         {"POST", "item=47", "application/x-www-form-urlencoded", "", "item=41", user},
         {"POST", "item=47", "", "-99999999999", "item=41", user},
         {"POST", "item=47", "", "1000", "item=41", "english/redunt.tmpl"},
-        {"POST", "item=47", "", "99999999999", "item=41",
-         error_page("in file http line 258", "Cannot allocate memory") + user},
+        {"POST", "item=47", "", "99999999999", "item=41",  // refused with the query string's variables
+         error_page("in file http line 258", "Cannot allocate memory") + intro},
         {"POST", "", mp, "", "", error_page("in file http line 297", "Message too long") + intro},
         {"POST", "", mp, "", "--" + std::string(150, 'x') + "\r\n",
          error_page("in file http line 301", "Message too long") +
@@ -163,4 +163,19 @@ TEST(MainFlow, HostileInputIsAnsweredAndUploadsStayInTheSandbox)
     const std::string body = multipart_body("Bzz", {field("item", "47"), upload("zz.bin", "DATA"), field("act", "1")});
     EXPECT_EQ(sb.post_multipart("Bzz", body).out, "english/user.tmpl");
     EXPECT_EQ(sb.read("/tmp/upload/zz.bin"), body.substr(body.find("DATA")));
+}
+
+TEST(MainFlow, TheResultPageNamesThePageItAnswers)
+{
+    Sandbox sb;
+    pages(sb, {"english"});
+    sb.write_doc("templates/resultpage.tmpl", "{ITEM}|{LANG}|{ITEM}");
+    const std::pair<const char*, const char*> cases[] = {
+        {"item=47&act=1&lang=deutsch", "47|deutsc|47"},
+        {"item=47&act=1", "47|english|47"},
+        {"item=47&act=1&lang=%22%3E%3Cb", "47|&quot;&gt;&lt;b|47"},
+        {"item=-5&act=2", "-5|english|-5"},
+    };
+    for (const auto& [query, expect] : cases)
+        EXPECT_EQ(sb.get(query).out, expect) << query;
 }
