@@ -13,13 +13,14 @@ async function setHostname(page, name) {
   await openItem(page, 24);
 }
 
-// Sends a form that asks first, answering the question; returns the question.
+// Sends a form that asks first in the page, answering the question; returns the question.
 async function answerAndSubmit(page, accept) {
-  let question = "", posted = false;
+  let posted = false;
   const onRequest = (request) => { posted ||= request.method() === "POST"; };
   page.on("request", onRequest);
-  page.once("dialog", (d) => { question = d.message(); return accept ? d.accept() : d.dismiss(); });
-  await (accept ? submit(page) : page.click(".actions input[type=submit]"));
+  await page.click(".actions input[type=submit]");
+  const question = await page.textContent("dialog.confirm[open] h2");
+  await (accept ? submit(page, "dialog.confirm button[value=ok]") : page.click("dialog.confirm button[value=cancel]"));
   page.off("request", onRequest);
   assert.equal(posted, accept, "the form goes out only when the question is answered yes");
   return question;
@@ -45,7 +46,8 @@ pageTest("the status pages show what the device's tools report", async (page) =>
 pageTest("save: the page reports the configuration saved and the device holds the saved sets", async (page) => {
   assert.equal(fs.existsSync(sandboxPath("var/persist/config")), false);
   await setHostname(page, "saved-router");
-  await follow(page, "nav#menu a[data-item='19']", /item=19/);
+  await page.click("nav#menu a[data-item='19']");  // asks first
+  await follow(page, "dialog.confirm button[value=ok]", /item=19/);
   assert.equal(await headline(page), "Configuration saved");
   assert.match(await page.textContent(".result"), /saved to permanent storage/);
   assert.equal(config(sandboxPath("var/persist/config/tmp/ulsp/network.config")).HOSTNAME, "saved-router");

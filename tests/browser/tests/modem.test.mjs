@@ -96,7 +96,7 @@ pageTest("internal GSM modem: AT command and PIN stored apart; dialing out throu
 
   // A DSL modem needs no init command: its field is not offered.
   await openItem(page, 9, "deutsch");
-  assert.deepEqual(await optionTexts(page, "#dialout_dev"), ["None", "Intern", "Extern"]);
+  assert.deepEqual(await optionTexts(page, "#dialout_dev"), ["Keine", "Intern", "Extern"]);
   assert.equal(await page.locator("#Cmnd").count(), 0);
   await roundTrip(page, 9, { dialout_dev: "external" }, "Einwahl nach außen übernommen",
     { lang: "deutsch", open: false, shown: { dialout_dev: "external", Timeout: "300" } });
@@ -120,7 +120,7 @@ pageTest("internal analog and ISDN modems: the country and the MSN, in German", 
   expectConfig("modem.config", { INT_MODEM_ISDN_MSN: "0301234567", INT_MODEM_COUNTRY_CODE: "A6" });
   // An internal modem is enough to dial out.
   await openItem(page, 9, "deutsch");
-  assert.deepEqual(await optionTexts(page, "#dialout_dev"), ["None", "Intern"]);
+  assert.deepEqual(await optionTexts(page, "#dialout_dev"), ["Keine", "Intern"]);
   await fill(page, { dialout_dev: "internal" });
   await submit(page);
   expectConfig("dialout.config", { DIALOUT_DEV: "ttyS1", DIALOUT_MTU: "576", DIALOUT_MODEM_CMD: "ATZ" });

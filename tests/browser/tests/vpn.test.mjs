@@ -160,11 +160,11 @@ pageTest("OpenVPN status: state, role and connections, in English and German", a
   const rows = ["10.20.0.6|50123|laptop-anna", "10.20.0.10|40111|tablet-ben"];
   assert.deepEqual(await vpnStatus(page), ["RUNNING", "Server", incoming[0], [incoming[1], ...rows]]);
   await shot(page, "ovpnstatus-server");
-  assert.deepEqual(await vpnStatus(page, "deutsch"), ["RUNNING", "Server", "Status eingehender OpenVPN-Verbindungen",
+  assert.deepEqual(await vpnStatus(page, "deutsch"), ["LÄUFT", "Server", "Status eingehender OpenVPN-Verbindungen",
     ["IP-Adresse des Clients|Remote-Port des Clients|CN des X509-Zertifikats", ...rows]]);
   // As a client: the one outgoing connection.
   await applyMode(page, "client", { remote_host: "vpn.hq.test" });
   fs.writeFileSync(sandboxPath("tmp/vpnlist"), "tun0|198.51.100.7\n");
-  assert.deepEqual(await vpnStatus(page, "deutsch"), ["RUNNING", "Client", "Status ausgehender OpenVPN-Verbindungen",
-    ["Device|Remote-IP des Servers", "tun0|198.51.100.7"]]);
+  assert.deepEqual(await vpnStatus(page, "deutsch"), ["LÄUFT", "Client", "Status ausgehender OpenVPN-Verbindungen",
+    ["Gerät|Remote-IP des Servers", "tun0|198.51.100.7"]]);
 });
