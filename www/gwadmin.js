@@ -483,16 +483,11 @@ function vpnGuidance() {
   if (help && state && state.textContent.trim() === "NOT RUNNING") help.hidden = false;
 }
 
-/* Buttons and the program's own radio buttons, wired here rather than in
-   attributes: data-reload buttons reload the page, and a radio button whose
-   onclick names chooseDiv(n) switches the sections by its click. */
+/* Buttons marked data-reload reload the page (wired here: the pages carry
+   no inline handlers). */
 function wiring() {
   Array.prototype.forEach.call(document.querySelectorAll("[data-reload]"), function (b) {
     b.addEventListener("click", function () { window.location.reload(); });
-  });
-  Array.prototype.forEach.call(document.querySelectorAll("input[onclick]"), function (input) {
-    var m = /^\s*chooseDiv\((\d+)\);?\s*$/.exec(input.getAttribute("onclick"));
-    if (m) input.addEventListener("click", function () { chooseDiv(m[1]); });
   });
 }
 

@@ -219,19 +219,29 @@ const unnamed = (page) => page.evaluate(() => Array.from(document.querySelectorA
   })
   .map((c) => c.id || c.name || c.outerHTML.slice(0, 60)));
 
-pageTest("accessibility: skip link, language, current page and a name for every control, on every page", async (page) => {
-  for (const [lang, t] of Object.entries(LANGS)) {
-    for (const item of ITEMS) {
-      await visit(page, item, lang);
-      const where = `item ${item} ${lang}`;
-      assert.equal(await page.getAttribute("html", "lang"), t.code, where);
+pageTest("accessibility and policy: skip link, language, current page, a name for every control; no inline script allowed",
+  async (page) => {
+    const policies = new Set();
+    page.on("response", (r) => {
+      if (r.request().isNavigationRequest()) policies.add(/script-src[^;]*/.exec(r.headers()["content-security-policy"])?.[0]);
+    });
+    const check = async (item, where, code) => {
+      assert.equal(await page.getAttribute("html", "lang"), code, where);
       assert.equal(await page.getAttribute("body > a:first-child", "href"), "#main", `${where}: skip link first`);
       assert.equal(await page.locator("main#main").count(), 1, where);
       assert.equal(await page.getAttribute("nav#menu a[aria-current=page]", "data-item"), String(item), where);
       assert.deepEqual(await unnamed(page), [], `${where}: controls without a name`);
+    };
+    for (const [lang, t] of Object.entries(LANGS)) {
+      for (const item of ITEMS) {
+        await visit(page, item, lang);
+        await check(item, `item ${item} ${lang}`, t.code);
+      }
+      await applyDhcp(page, lang);
+      await check(37, `result page ${lang}`, t.code);
     }
-  }
-});
+    assert.deepEqual([...policies], ["script-src 'self'"]);
+  });
 
 // English words that German pages must not show (outside command output and entered values).
 const ENGLISH = /(?<![\w.-])(None|static|dhcp|RUNNING|NOT RUNNING|No connections|Not connected|Device|on|off|yes|no|no service|low to high|high to low|Masquerading|Skip to content|Overview|Menu|Back to|Save now|Refresh|Search|Apply|Cancel)(?![\w.-])/;
