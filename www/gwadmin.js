@@ -268,7 +268,11 @@ function confirmInPage(page, question, onYes) {
   var yes = el("button", { type: "button", className: question.danger ? "danger" : "", value: "ok" }, question.ok);
   no.addEventListener("click", function () { dialog.close("cancel"); });
   yes.addEventListener("click", function () { dialog.close("ok"); });
-  dialog.addEventListener("click", function (e) { if (e.target === dialog) dialog.close("cancel"); });
+  dialog.addEventListener("click", function (e) {
+    var box = dialog.getBoundingClientRect();
+    if (e.target === dialog && (e.clientX < box.left || e.clientX > box.right ||
+                                e.clientY < box.top || e.clientY > box.bottom)) dialog.close("cancel");
+  });
   dialog.addEventListener("close", function () {
     var agreed = dialog.returnValue === "ok";
     dialog.remove();
