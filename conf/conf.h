@@ -2,8 +2,9 @@
 // "/tmp/ulsp/", read and rewritten one key at a time, and the numbered lists
 // kept in them.
 //
-// Values are written without single quotes and line breaks, which the file
-// format cannot carry.
+// Values are written between single quotes, an apostrophe in them as '\''
+// (as a shell reads it), without line breaks, and cut where the line would
+// grow past 255 characters.
 //
 // Reading matches a line whose key is a prefix of the key asked for; writing
 // matches every line whose key begins with the key given. Writing never adds
@@ -12,6 +13,7 @@
 
 #include <cstddef>
 #include <string>
+#include <vector>
 
 constexpr const char* CONF_DIR = "/tmp/ulsp/";
 constexpr size_t CONF_VALUE_SIZE = 256;  // room for any value conf_get can find
@@ -23,6 +25,14 @@ int conf_add(const char* key, const char* value, const char* file);
 // value none: every matching line is removed.
 int conf_set(const char* key, const char* value, const char* file);
 int conf_delete(const char* key, const char* file);
+// conf_delete of every key, in one pass over the file (a list's entries).
+int conf_delete_all(const std::vector<std::string>& keys, const char* file);
+
+// A request reads each file once and writes its changes back once: before a
+// command runs (the store then reads afresh) and when the process ends.
+// conf_flush writes them now; conf_forget also drops what was read.
+void conf_flush();
+void conf_forget();
 
 // The value of key as conf_get finds it, without any report when the file or
 // the key is missing (checks of the request itself, before any page runs);

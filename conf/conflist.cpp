@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "conf/conf.h"
+#include "render/escape.h"
 
 namespace {
 void entry_key(char (&key)[64], const char* name, int i, const char* field)
@@ -30,14 +31,17 @@ int conf_list_options(const char* name, const char* field, std::string& options,
         return count;
     if (count > CONF_LIST_MAX)
         count = CONF_LIST_MAX;
+    char value[CONF_VALUE_SIZE];
+    size_t size = value_max + 1 < sizeof value ? value_max + 1 : sizeof value;
     for (int i = 1; i <= count; ++i) {
         char key[64];
         entry_key(key, name, i, field);
-        std::string value = conf_value(key, file, value_max);
+        conf_get(key, value, size, file);
+        size_t len = strlen(value);
         options += "\n      <option>";
-        options += value;
+        html_escape_append(options, value, len);
         options += "</option>";
-        list += value;
+        html_escape_append(list, value, len);
         list += ' ';
     }
     return int(list.size());
@@ -62,11 +66,13 @@ void conf_list_clear(const char* name, const char* field, int count, const char*
 {
     if (count > CONF_LIST_MAX)
         count = CONF_LIST_MAX;
+    std::vector<std::string> keys;
     for (int i = 1; i <= count; ++i) {
         char key[64];
         entry_key(key, name, i, field);
-        conf_delete(key, file);
+        keys.push_back(key);
     }
+    conf_delete_all(keys, file);
 }
 
 int conf_list_store(const char* name, const char* field, int old_count, const char* text, const char* file)

@@ -10,6 +10,14 @@
 
 namespace {
 
+void (*g_before_command)() = nullptr;
+
+void before_command()
+{
+    if (g_before_command)
+        g_before_command();
+}
+
 // dev_create on the file the device path stands for.
 FILE* create_file(const char* file, const char* mode)
 {
@@ -110,6 +118,7 @@ void sandbox_path()
 
 std::string prepare_command(const char* command)
 {
+    before_command();
     sandbox_append("commands", "", command);
     sandbox_path();
     return dev_sandbox_command(command, g_root);
@@ -117,6 +126,8 @@ std::string prepare_command(const char* command)
 #endif
 
 }  // namespace
+
+void dev_before_command(void (*hook)()) { g_before_command = hook; }
 
 std::string dev_sandbox_command(const char* command, const std::string& root)
 {
@@ -167,8 +178,16 @@ int dev_stat(const char* p, struct stat* st) { return stat(p, st); }
 int dev_mkdir(const char* p, mode_t mode) { return mkdir(p, mode); }
 int dev_chdir(const char* p) { return chdir(p); }
 int dev_unlink(const char* p) { return unlink(p); }
-int dev_system(const char* command) { return system(command); }
-FILE* dev_popen(const char* command, const char* mode) { return popen(command, mode); }
+int dev_system(const char* command)
+{
+    before_command();
+    return system(command);
+}
+FILE* dev_popen(const char* command, const char* mode)
+{
+    before_command();
+    return popen(command, mode);
+}
 
 void dev_syslog(int level, const char* format, ...)
 {

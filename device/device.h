@@ -35,6 +35,11 @@ int dev_mkdir(const char* device_path, mode_t mode);
 int dev_chdir(const char* device_path);
 int dev_unlink(const char* device_path);
 
+// Sets the function called before every command runs (the settings store
+// writes its changes back and reads files afresh afterwards, since a command
+// may read or change them).
+void dev_before_command(void (*hook)());
+
 // Runs a command through the shell; the status is what system(3) returns.
 int dev_system(const char* command);
 // popen(3)/pclose(3) for a command.

@@ -32,6 +32,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     // A stored count clears up to 99 entries, a rewrite each: a few keep the runs fast.
     conf_list_store(key.c_str(), "F", conf_list_count(key.c_str(), "f.config") % 8, key.c_str(), "f.config");
     conf_delete(key.c_str(), "f.config");
+    conf_flush();
     // No sibling file is left behind.
     FUZZ_CHECK(std::distance(std::filesystem::directory_iterator(fuzz_sandbox().root + "/tmp/ulsp"),
                              std::filesystem::directory_iterator()) == 1);

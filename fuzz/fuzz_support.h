@@ -14,6 +14,8 @@
 #include <unistd.h>
 
 #include "cgi/http.h"
+#include "conf/conf.h"
+#include "render/aux.h"
 #include "device/device.h"
 #include "render/tmpl.h"
 
@@ -68,6 +70,8 @@ inline void fuzz_setup()
 // A whole file, named by its device path, or under the document root when relative.
 inline void fuzz_write(const std::string& path, const void* data, size_t size)
 {
+    conf_forget();  // a file written anew is read anew, as by a new process
+    aux_forget();
     const std::string full = path[0] == '/' ? fuzz_sandbox().root + path : fuzz_sandbox().doc + "/" + path;
     FILE* f = fopen(full.c_str(), "wb");
     if (!f)
@@ -80,6 +84,8 @@ inline void fuzz_write(const std::string& path, const void* data, size_t size)
 // The request record as a new process starts with it.
 inline void fuzz_reset()
 {
+    conf_forget();
+    aux_forget();
     tmpl_free();
     http_free();
     g_request = RequestState{};

@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -39,106 +40,96 @@ void aux_take(FILE*, size_t) {}
 
 namespace {
 
-// The key of a line as strtok_r(line, separator, save) finds it: [*start,
-// *end), or false when the line has none. end stops at a separator or at the
-// end of the text.
-bool line_key(char* line, const char* separator, char** start, char** end)
+// The message file of the request's language, read once.
+struct Catalogue {
+    std::string path;
+    bool read = false;
+    int error = 0;
+    std::string text;
+};
+Catalogue g_catalogue;
+
+bool load_catalogue(const char* path)
 {
-    char* p = line + strspn(line, separator);
-    if (*p == '\0')
+    if (g_catalogue.read && g_catalogue.path == path)
+        return g_catalogue.error == 0;
+    g_catalogue = Catalogue{path, true, 0, std::string()};
+    int fd = open(path, O_RDONLY | O_CLOEXEC);
+    if (fd < 0) {
+        g_catalogue.error = errno;
         return false;
-    *start = p;
-    *end = p + strcspn(p, separator);
+    }
+    char block[8192];
+    for (;;) {
+        ssize_t n = read(fd, block, sizeof block);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0 || g_catalogue.text.size() > (1u << 20))  // a catalogue is a few KiB
+            break;
+        g_catalogue.text.append(block, size_t(n));
+    }
+    close(fd);
     return true;
 }
 
-// What strtok_r leaves behind a key that ends at end: a separator there is cut
-// off and save points past it.
-void cut_key(char* end, char** save)
+// The text of the first line of the catalogue, read in pieces of
+// AUX_MESSAGE_SIZE - 1 characters, whose key (the text up to the first ":",
+// leading ":" skipped) is a prefix of key: the run after the key up to the next
+// ":" (leading ":" skipped). False when no line matches.
+bool catalogue_text(const std::string& text, const char* key, std::string& out)
 {
-    if (*end) {
-        *end = '\0';
-        *save = end + 1;
-    } else {
-        *save = end;
+    const size_t key_len = strlen(key);
+    const size_t piece_max = AUX_MESSAGE_SIZE - 1;
+    for (size_t at = 0; at < text.size();) {
+        const char* nl = static_cast<const char*>(memchr(text.data() + at, '\n', text.size() - at));
+        size_t line_end = nl ? size_t(nl - text.data()) + 1 : text.size();
+        size_t piece = line_end - at < piece_max ? line_end - at : piece_max;
+        const char* s = text.data() + at;
+        at += piece;
+        const char* end = s + strnlen(s, piece);
+        const char* k = s;
+        while (k < end && *k == ':')
+            ++k;
+        if (k == end)
+            continue;
+        const char* colon = static_cast<const char*>(memchr(k, ':', size_t(end - k)));
+        const char* key_end = colon ? colon : end;
+        if (size_t(key_end - k) > key_len || memcmp(k, key, size_t(key_end - k)) != 0)
+            continue;
+        out.clear();
+        const char* p = colon ? colon + 1 : end;
+        while (p < end && *p == ':')
+            ++p;
+        const char* stop = static_cast<const char*>(memchr(p, ':', size_t(end - p)));
+        out.assign(p, stop ? stop : end);
+        return true;
     }
-}
-
-bool key_matches(const char* start, size_t len, const char* key, size_t key_len)
-{
-    return len <= key_len && memcmp(start, key, len) == 0;
+    return false;
 }
 
 }  // namespace
 
-bool aux_keyed_line(FILE* f, char* line, int size, const char* key, const char* separator, char** save)
-{
-    size_t key_len = strlen(key);
-    char sep = separator[0] != '\0' && separator[1] == '\0' ? separator[0] : '\0';
-    size_t piece_max = size > 1 ? size_t(size - 1) : 0;
-    for (;;) {
-        // A line is read as fgets(line, size, f) would read it. Where the
-        // stream already holds the whole piece, its key is looked at where it
-        // lies, and only the line that matches is copied out.
-        const unsigned char* bytes = nullptr;
-        size_t held = sep && piece_max > 0 ? aux_peek(f, &bytes) : 0;
-        const char* text = reinterpret_cast<const char*>(bytes);
-        const char* newline = held ? static_cast<const char*>(memchr(text, '\n', held < piece_max ? held : piece_max))
-                                   : nullptr;
-        size_t piece = newline ? size_t(newline - text) + 1 : held >= piece_max ? piece_max : 0;
-        if (piece == 0) {
-            char *start, *end;
-            if (!fgets(line, size, f))
-                return false;
-            if (line_key(line, separator, &start, &end) && key_matches(start, size_t(end - start), key, key_len)) {
-                cut_key(end, save);
-                return true;
-            }
-            continue;
-        }
-        size_t from = 0;
-        while (from < piece && text[from] == sep)
-            ++from;
-        const char* start = text + from;
-        const char* limit = static_cast<const char*>(memchr(start, sep, piece - from));
-        if (!limit)
-            limit = text + piece;
-        const char* zero = static_cast<const char*>(memchr(start, '\0', size_t(limit - start)));
-        const char* end = zero ? zero : limit;
-        if (end > start && key_matches(start, size_t(end - start), key, key_len)) {
-            memcpy(line, text, piece);
-            line[piece] = '\0';
-            aux_take(f, piece);
-            cut_key(line + (end - text), save);
-            return true;
-        }
-        aux_take(f, piece);
-    }
-}
+void aux_forget() { g_catalogue = Catalogue{}; }
 
 char* aux_message(const char* key, char* out)
 {
     char path[64];
     snprintf(path, sizeof path, "%s/messages", http_lang());
-    FILE* f = fopen(path, "r");
-    if (!f) {
-        aux_error("in file aux line 86", errno);
+    if (!load_catalogue(path)) {
+        aux_error("in file aux line 86", g_catalogue.error);
         return nullptr;
     }
     out[0] = '\0';
-    char line[AUX_MESSAGE_SIZE];
-    char* save = nullptr;
-    if (aux_keyed_line(f, line, sizeof line, key, ":", &save)) {
-        if (const char* text = strtok_r(nullptr, ":", &save)) {
-            strncpy(out, text, AUX_MESSAGE_SIZE - 1);
-            out[AUX_MESSAGE_SIZE - 1] = '\0';
-        }
+    std::string text;
+    if (catalogue_text(g_catalogue.text, key, text)) {
+        size_t len = text.size() < AUX_MESSAGE_SIZE - 1 ? text.size() : AUX_MESSAGE_SIZE - 1;
+        memcpy(out, text.data(), len);
+        out[len] = '\0';
     }
-    fclose(f);
     return out;
 }
 
-char* aux_run_capture(const char* command, char* text)
+char* aux_run_capture(const char* command, char* text, int* status)
 {
     FILE* tmp = tmpfile();
     if (!tmp) {
@@ -151,16 +142,27 @@ char* aux_run_capture(const char* command, char* text)
         fclose(tmp);
         return nullptr;
     }
-    char block[256];
+    char block[4096];
     for (;;) {
         size_t n = fread(block, 1, sizeof block, pipe);
         fwrite(block, 1, n, tmp);
         if (n < sizeof block)
             break;
     }
-    dev_pclose(pipe);
+    int closed = dev_pclose(pipe);
+    if (status)
+        *status = closed;
 
     long size = ftell(tmp);
+    long from = 0;
+    if (size > long(AUX_CAPTURE_MAX)) {
+        // the newest lines: from the first line that starts within the last AUX_CAPTURE_MAX bytes
+        from = size - long(AUX_CAPTURE_MAX);
+        fseek(tmp, from - 1, SEEK_SET);
+        for (int c = getc(tmp); c != EOF && c != '\n'; c = getc(tmp))
+            ++from;
+        size -= from;
+    }
     size_t old_len = text ? strlen(text) : 0;
     char* grown = size < 0 ? nullptr : static_cast<char*>(realloc(text, old_len + size_t(size) + 1));
     if (!grown) {
@@ -168,7 +170,7 @@ char* aux_run_capture(const char* command, char* text)
         fclose(tmp);
         return nullptr;
     }
-    rewind(tmp);
+    fseek(tmp, from, SEEK_SET);
     size_t got = fread(grown + old_len, 1, size_t(size), tmp);
     grown[old_len + got] = '\0';
     fclose(tmp);
@@ -182,13 +184,20 @@ int aux_cryptpw(const char* password, char* out, size_t out_size)
         return -1;
     }
     std::string command = "cryptpw " + sh_quote(password);
-    char* hash = aux_run_capture(command.c_str(), nullptr);
+    int status = 0;
+    char* hash = aux_run_capture(command.c_str(), nullptr, &status);
     if (!hash) {
         aux_error("in file aux line 128", errno);
         return -1;
     }
     size_t len = strlen(hash);
-    len = len > 0 ? len - 1 : 0;
+    len = len > 0 ? len - 1 : 0;  // the newline goes
+    // A tool that failed or printed no hash gives none: the stored hash stays.
+    if (status != 0 || len == 0) {
+        free(hash);
+        aux_error("in file aux line 128", EIO);
+        return -1;
+    }
     if (len > out_size - 1)
         len = out_size - 1;
     memcpy(out, hash, len);

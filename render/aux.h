@@ -14,12 +14,6 @@ constexpr size_t AUX_DATETIME_SIZE = 21;  // "dd.mm.yyyy, hh:mm:ss"
 // records it at LOG_ERR. The program goes on.
 void aux_error(const char* location, int error);
 
-// Reads f up to the first line whose key (its text up to the first separator,
-// leading separators skipped) is a prefix of the key asked for: a line "IP"
-// answers for "IPADDR". Returns whether one was found; line holds it and
-// save points behind its key, ready for strtok_r(nullptr, ..., save).
-bool aux_keyed_line(FILE* f, char* line, int size, const char* key, const char* separator, char** save);
-
 // The bytes f has read ahead and not yet handed out, so that a reader can look
 // at a stretch of them at once; and handing n of them out, as n getc calls
 // would. Where the C library does not show them there are none (0), and
@@ -29,12 +23,18 @@ void aux_take(FILE* f, size_t n);
 
 // The message text for key from "<lang>/messages" into out (AUX_MESSAGE_SIZE
 // bytes): the empty text when no line matches, none when the file is missing.
+// The file is read once per request.
 char* aux_message(const char* key, char* out);
+// Forgets the message file read (a test that writes another).
+void aux_forget();
 
-// Runs command and appends its whole output to text (a malloc'd text or
-// none); returns the grown text (it may have moved), or none on failure, when
-// text is left as it was and still belongs to the caller.
-char* aux_run_capture(const char* command, char* text);
+// Runs command and appends its output to text (a malloc'd text or none);
+// returns the grown text (it may have moved), or none on failure, when text is
+// left as it was and still belongs to the caller. Of an output longer than
+// AUX_CAPTURE_MAX bytes only the last lines that fit are kept (a log shows its
+// newest). *status, when given, gets what pclose returned.
+constexpr size_t AUX_CAPTURE_MAX = 1u << 20;
+char* aux_run_capture(const char* command, char* text, int* status = nullptr);
 
 // The device's hash of password, into out (out_size bytes, zeroed by the caller).
 int aux_cryptpw(const char* password, char* out, size_t out_size);

@@ -1,6 +1,7 @@
 #include "render/tmpl.h"
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -129,70 +130,130 @@ int tmpl_load(const char* path)
     return 0;
 }
 
+namespace {
+
+// A growable text in a malloc'd buffer (the page's buffers change places).
+struct Text {
+    char* data = nullptr;
+    size_t size = 0;  // allocated
+    size_t len = 0;
+    bool reserve(size_t want)
+    {
+        if (want <= size)
+            return true;
+        size_t grown = want + want / 2;
+        char* p = static_cast<char*>(realloc(data, grown));
+        if (!p)
+            return false;
+        data = p;
+        size = grown;
+        return true;
+    }
+    bool append(const char* s, size_t n)
+    {
+        if (!reserve(len + n + 1))
+            return false;
+        memcpy(data + len, s, n);
+        len += n;
+        return true;
+    }
+};
+
+// The first occurrence of mark (mark_len characters) that starts in
+// a[from, a_len) in the text a[0, a_len) followed by b[0, b_len), as an offset
+// into a; npos when there is none.
+size_t find_joined(const char* a, size_t a_len, const char* b, size_t b_len, size_t from, const char* mark,
+                   size_t mark_len)
+{
+    for (size_t at = from; at < a_len; ++at) {
+        const char* p = static_cast<const char*>(memchr(a + at, mark[0], a_len - at));
+        if (!p)
+            break;
+        at = size_t(p - a);
+        size_t in_a = a_len - at < mark_len ? a_len - at : mark_len;
+        if (memcmp(p, mark, in_a) == 0 && mark_len - in_a <= b_len && memcmp(b, mark + in_a, mark_len - in_a) == 0)
+            return at;
+    }
+    return SIZE_MAX;
+}
+
+}  // namespace
+
 void tmpl_replace(const char* placeholder, const char* text)
 {
     char* page = g_request.page;
     if (!placeholder || !text || !page || !*placeholder)
         return;
-    size_t mark_len = strlen(placeholder);
-    size_t text_len = strlen(text);
-    // A page put in place by other means is as large as its text.
-    bool owned = page == g_owned;
-    size_t page_len = owned ? g_owned_len : strlen(page);
-    size_t page_size = owned ? g_owned_size : page_len + 1;
-    // Every search restarts at the start of the page, so an occurrence formed
-    // by the replacement and its neighbours is replaced too. The text before
-    // a replacement held no occurrence, so the search may begin just short of
-    // it. A text holding the placeholder itself would never finish that way:
-    // such a text is put in once per occurrence, left to right.
-    bool self = strstr(text, placeholder) != nullptr;
-    size_t from = 0;
+    const size_t m = strlen(placeholder);
+    const size_t t = strlen(text);
+    const bool owned = page == g_owned;
+    const size_t n = owned ? g_owned_len : strlen(page);
+    char* hit = find_mark(page, n, 0, placeholder, m);
+    if (!hit)
+        return;
+
+    // The page is rebuilt once, from the start: the text before each
+    // occurrence, then the replacement. Every search restarts at the start of
+    // the page, so an occurrence that a replacement forms with its neighbours
+    // is replaced too: the page before the replacement holds none, so only an
+    // occurrence starting at most m-1 characters before it can be new, and only
+    // there is the page looked at again. A text holding the placeholder itself
+    // would never finish that way: such a text is put in once per occurrence,
+    // left to right.
+    const bool self = strstr(text, placeholder) != nullptr;
+    Text out{g_spare, g_spare_size, 0};
+    const char* rest = page;  // the page still to be copied
+    size_t rest_len = n;
     // A text that joins its neighbours into a new occurrence on every turn
-    // would grow the page without end: a call stops after 65,536
-    // replacements, or once it has built 256 MiB of pages, far beyond what a
-    // page of the device needs.
-    long turns = 1L << 16;
-    size_t built = 0;
-    constexpr size_t BUILD_LIMIT = size_t(256) << 20;
-    bool replaced = false;
-    while (char* hit = find_mark(page, page_len, from, placeholder, mark_len)) {
-        size_t before = size_t(hit - page);
-        size_t fresh_len = page_len - mark_len + text_len;
-        if (--turns < 0 || fresh_len > BUILD_LIMIT - built)
-            break;
-        built += fresh_len;
-        // Each replacement builds the whole page anew in the other buffer.
-        if (g_spare_size < fresh_len + 1) {
-            size_t want = fresh_len + 1 + (fresh_len + 1) / 2;
-            char* grown = static_cast<char*>(malloc(want));
-            if (!grown)
+    // would grow the page without end: joins stop after 65,536 per call.
+    long joins = 1L << 16;
+    bool failed = !out.reserve(n + 1);
+    while (hit && !failed) {
+        size_t before = size_t(hit - rest);
+        failed = !out.append(rest, before) || !out.append(text, t);
+        rest += before + m;
+        rest_len -= before + m;
+        size_t start = out.len - t;  // where the text just put in begins
+        while (!self && !failed && joins > 0) {
+            size_t from = start >= m - 1 ? start - (m - 1) : 0;
+            size_t found = find_joined(out.data, out.len, rest, rest_len, from, placeholder, m);
+            if (found == SIZE_MAX)
                 break;
-            free(g_spare);
-            g_spare = grown;
-            g_spare_size = want;
+            --joins;
+            size_t end = found + m;
+            if (end > out.len) {  // it reaches into the rest of the page
+                rest += end - out.len;
+                rest_len -= end - out.len;
+                out.len = found;
+                failed = !out.append(text, t);
+            } else {  // it lies in what was built: the text goes in its place
+                size_t tail = out.len - end;
+                failed = !out.reserve(found + t + tail + 1);
+                if (!failed) {
+                    memmove(out.data + found + t, out.data + end, tail);
+                    memcpy(out.data + found, text, t);
+                    out.len = found + t + tail;
+                }
+            }
+            start = found;
         }
-        char* fresh = g_spare;
-        size_t fresh_size = g_spare_size;
-        memcpy(fresh, page, before);
-        memcpy(fresh + before, text, text_len);
-        memcpy(fresh + before + text_len, hit + mark_len, page_len - before - mark_len + 1);
-        g_spare = page;
-        g_spare_size = page_size;
-        page = fresh;
-        page_size = fresh_size;
-        page_len = fresh_len;
-        replaced = true;
-        if (self)
-            from = before + text_len;
-        else
-            from = before >= mark_len - 1 ? before - (mark_len - 1) : 0;
+        hit = failed ? nullptr : find_mark(const_cast<char*>(rest), rest_len, 0, placeholder, m);
     }
-    if (replaced) {
-        g_request.page = page;
-        g_owned = page;
-        g_owned_size = page_size;
-        g_owned_len = page_len;
+    if (!failed)
+        failed = !out.append(rest, rest_len);
+    if (failed) {  // no room for the new page: it stays as it was
+        g_spare = out.data;
+        g_spare_size = out.size;
+        return;
     }
+    out.data[out.len] = '\0';
+    // the old page becomes the spare buffer
+    g_spare = page;
+    g_spare_size = owned ? g_owned_size : n + 1;
+    g_request.page = out.data;
+    g_owned = out.data;
+    g_owned_size = out.size;
+    g_owned_len = out.len;
 }
 
 int tmpl_insert_file(const char* placeholder, const char* path)

@@ -124,7 +124,8 @@ TEST(RedundancyPages, ShippedTemplates)
         for (const char* name : {"distat", "redunt", "rdial"})  // a query's lang is cut to 6 characters
             sb.write_doc(lang.substr(0, 6) + "/" + name + ".tmpl", shipped(name));
         const std::string page = sb.get("item=48&lang=" + lang).out;
-        EXPECT_EQ(page.rfind("Content-Type: text/html; charset=utf-8\n\n", 0), 0u) << lang;
+        EXPECT_EQ(page.rfind("Content-Type: text/html; charset=utf-8\n", 0), 0u) << lang;
+        EXPECT_NE(page.find("\n\n<!DOCTYPE html>"), std::string::npos) << lang;
         EXPECT_NE(page.find("color:#EF7B00;background-color:#000000\">off<"), std::string::npos) << lang;
         EXPECT_NE(page.find("color:#000000;background-color:#EF7B00\">on<"), std::string::npos) << lang;
         size_t open = page.find('{');

@@ -78,7 +78,7 @@ TEST(ListPages, ShowCutsEachFieldAndFollowsTheCount)
             file += p.list + "_1_" + f.name + "='" + kLong + "'\n" + p.list + "_2_" + f.name + "='a\"b'\n" +
                     p.list + "_3_" + f.name + "='hidden'\n";
             const std::string cut = kLong.substr(0, f.max);
-            expected += opt(cut) + opt("a\"b") + "|" + cut + " a\"b |";
+            expected += opt(cut) + opt("a&quot;b") + "|" + cut + " a&quot;b |";
         }
         sb.config(p.file, p.list + "_N='2'\n" + file);
         CgiResult r = sb.get("item=" + p.item);

@@ -55,7 +55,7 @@ TEST(MappingAndAccessLists, ShowCutsEachFieldAndFollowsTheCount)
         for (const Field& f : p->fields) {
             file += entry(*p, f, 1, kLong) + entry(*p, f, 2, "a\"b") + entry(*p, f, 3, "hidden");
             const std::string cut = kLong.substr(0, f.max);
-            expected += "\n      <option>" + cut + "</option>\n      <option>a\"b</option>|" + cut + " a\"b |";
+            expected += "\n      <option>" + cut + "</option>\n      <option>a&quot;b</option>|" + cut + " a&quot;b |";
         }
         sb.config(p->file, p->list + "_N='2'\n" + file);
         CgiResult r = sb.get("item=" + p->item);

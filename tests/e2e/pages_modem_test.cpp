@@ -198,7 +198,7 @@ TEST(DialOutPage, ShowListsTheProvidersCutAndNamesTheActiveOne)
     auto opt = [](const std::string& v) { return "\n      <option>" + v + "</option>"; };
     const std::string shown = opt("one") + opt(name2.substr(0, 20)) + "|one " + name2.substr(0, 20) + " |" +
                               opt("01234567890123456789") + opt("2") + "|01234567890123456789 2 |" +
-                              opt(user.substr(0, 63)) + opt("x\"y") + "|" + user.substr(0, 63) + " x\"y |" +
+                              opt(user.substr(0, 63)) + opt("x&quot;y") + "|" + user.substr(0, 63) + " x&quot;y |" +
                               pass.substr(0, 30) + " s |";
     // {active provider, its name}: the name is not cut; an entry past the count is still found.
     for (const Lines& c : {Lines{"2", name2}, Lines{"3", "beyond"}, Lines{"", ""}}) {

@@ -15,6 +15,7 @@ const char* const KEYS[WRITERS] = {"WA", "WB", "WC", "WD"};  // none a prefix of
 // A torn read shows as a key that every version of the file holds but the reader did not find.
 int torn_reads()
 {
+    conf_forget();  // a request of its own: the file as it is now
     int torn = 0;
     char value[CONF_VALUE_SIZE];
     torn += strcmp(conf_get("SENTINEL", value, sizeof value, "s.config"), "ok") != 0;
@@ -41,6 +42,15 @@ pid_t spawn(const int (&barrier)[2], const std::function<int()>& work)
     return pid;
 }
 
+// A list of 2 to 6 entries, another length each round.
+std::string list_text(int round)
+{
+    std::string text;
+    for (int i = 0; i < 2 + round % 5; ++i)
+        text += "r" + std::to_string(round) + "e" + std::to_string(i) + " ";
+    return text;
+}
+
 struct ConfLock : SandboxTest {};
 
 }  // namespace
@@ -50,6 +60,8 @@ TEST_F(ConfLock, ConcurrentRewritesAndAppendsLoseNothingAndNeverTear)
     std::string initial = "# shared by every request\nSENTINEL='ok'\n";
     for (const char* key : KEYS)
         initial += std::string(key) + "='start'\n";
+    for (const char* key : KEYS)
+        initial += std::string("L") + key + "_N='0'\n";
     config("s.config", initial);
 
     int barrier[2];
@@ -58,10 +70,15 @@ TEST_F(ConfLock, ConcurrentRewritesAndAppendsLoseNothingAndNeverTear)
     for (int w = 0; w < WRITERS; ++w)  // each rewrites its own key and appends keys of its own
         children.push_back(spawn(barrier, [w] {
             int torn = 0;
-            for (int round = 0; round < ROUNDS; ++round) {
+            for (int round = 0; round < ROUNDS; ++round) {  // each round a request
+                conf_forget();
                 conf_set(KEYS[w], ("v" + std::to_string(round)).c_str(), "s.config");
                 if (round % 4 == 0)
                     conf_add(("X" + std::string(KEYS[w]) + "_" + std::to_string(round)).c_str(), "x", "s.config");
+                const std::string list = std::string("L") + KEYS[w];  // lists of all writers in one file
+                conf_list_store(list.c_str(), "F", conf_list_count(list.c_str(), "s.config"),
+                                list_text(round).c_str(), "s.config");
+                conf_flush();
                 torn += torn_reads();
             }
             return torn;
@@ -85,10 +102,23 @@ TEST_F(ConfLock, ConcurrentRewritesAndAppendsLoseNothingAndNeverTear)
     EXPECT_EQ(torn, 0);
 
     std::string expected = initial;
-    for (int w = 0; w < WRITERS; ++w)
+    for (int w = 0; w < WRITERS; ++w) {
         expected.replace(expected.find(std::string(KEYS[w]) + "='start'"), std::string(KEYS[w]).size() + 8,
                          std::string(KEYS[w]) + "='v" + std::to_string(ROUNDS - 1) + "'");
-    const std::string after = config("s.config");
+        expected.replace(expected.find(std::string("L") + KEYS[w] + "_N='0'"), std::string(KEYS[w]).size() + 7,
+                         std::string("L") + KEYS[w] + "_N='" + std::to_string(2 + (ROUNDS - 1) % 5) + "'");
+    }
+    std::string after = config("s.config");
+    // each list holds exactly the entries of its last store, each once
+    for (int w = 0; w < WRITERS; ++w)
+        for (int i = 0; i < 2 + (ROUNDS - 1) % 5; ++i) {
+            const std::string line = std::string("L") + KEYS[w] + "_" + std::to_string(i + 1) + "_F='r" +
+                                     std::to_string(ROUNDS - 1) + "e" + std::to_string(i) + "'\n";
+            size_t at = after.find(line);
+            ASSERT_NE(at, std::string::npos) << line;
+            after.erase(at, line.size());
+            EXPECT_EQ(after.find(std::string("L") + KEYS[w] + "_" + std::to_string(i + 1) + "_F="), std::string::npos);
+        }
     EXPECT_EQ(after.substr(0, expected.size()), expected);  // every last rewrite is there
     size_t appended = 0;  // each appended line once, after the settings
     for (int w = 0; w < WRITERS; ++w)

@@ -73,12 +73,14 @@ TEST_F(Conf, SetRewritesEveryLineWhoseKeyBeginsWithTheKeyGivenAndAddAppends)
     EXPECT_EQ(fs::status(path()).permissions(), fs::perms(0640));
     EXPECT_EQ(std::distance(fs::directory_iterator(root_ + "/tmp/ulsp"), fs::directory_iterator()), 1);
 
-    // Add appends and creates the file; no value can close its quotes or start a line of its own.
+    // Add appends and creates the file; no value can close its quotes or start a line of its own: an
+    // apostrophe is written as a shell reads it back, line breaks go.
     config("t.config", "HOSTNAME='gw'\nOTHER='x'\n");
     EXPECT_EQ(conf_set("HOSTNAME", "a'; /sbin/reboot; '\nOTHER='evil\r", "t.config"), 0);
     EXPECT_EQ(conf_add("NEW", "it's\nX='y'", "t.config"), 0);
     EXPECT_EQ(conf_add("OTHER", "", "t.config"), 0);
-    EXPECT_EQ(config("t.config"), "HOSTNAME='a; /sbin/reboot; OTHER=evil'\nOTHER='x'\nNEW='itsX=y'\nOTHER=''\n");
+    EXPECT_EQ(config("t.config"), "HOSTNAME='a'\\''; /sbin/reboot; '\\''OTHER='\\''evil'\nOTHER='x'\n"
+                                  "NEW='it'\\''sX='\\''y'\\'''\nOTHER=''\n");
 
     EXPECT_EQ(conf_add(std::string(70, 'K').c_str(), "v", "new.config"), 0);
     EXPECT_EQ(config("new.config"), std::string(63, 'K') + "='v'\n");
@@ -141,3 +143,32 @@ TEST_F(Conf, ListsRenderAddStoreAndClear)
 }
 
 }  // namespace
+
+// Whatever a value holds, the file stays lines that a shell sourcing it only assigns, each line within the
+// piece the store reads, each value read back as it was stored (a longer one cut, never mid-character).
+TEST_F(Conf, ValuesComeBackWholeFromTheStoreAndFromAShell)
+{
+    const std::string long_value = std::string(245, 'a') + "DOMAIN_NAME=x";
+    const std::string values[] = {"Bob's lab", "'", "it'", "''x''", "a\\'b", "$(touch /tmp/x) #", "é" + long_value,
+                                  long_value, std::string(100, '\'')};
+    for (const std::string& v : values) {
+        config("t.config", "HOSTNAME='gw'\nDOMAIN_NAME='d'\n");
+        ASSERT_EQ(conf_set("HOSTNAME", v.c_str(), "t.config"), 0);
+        ASSERT_EQ(conf_set("DOMAIN_NAME", "$(touch /tmp/x) #", "t.config"), 0);  // the attack's second step
+        const std::string text = config("t.config");
+        for (const std::string& line : {text.substr(0, text.find('\n') + 1), text.substr(text.find('\n') + 1)})
+            EXPECT_LE(line.size(), 255u) << v;
+        conf_forget();
+        const std::string read = conf_value("HOSTNAME", "t.config");
+        EXPECT_EQ(v.compare(0, read.size(), read), 0) << v;  // what was kept is the value's start
+        const size_t kept = v.find_first_not_of('\'') == std::string::npos ? 60 : 180;  // a quote takes 4
+        EXPECT_GE(read.size(), v.size() < kept ? v.size() : kept) << v;
+        EXPECT_EQ(conf_value("DOMAIN_NAME", "t.config"), "$(touch /tmp/x) #");
+        const std::string script = "cd " + root_ + "/tmp/ulsp && . ./t.config && printf '%s|%s' \"$HOSTNAME\" \"$DOMAIN_NAME\"";
+        FILE* sh = popen(script.c_str(), "r");
+        char out[1024] = {};
+        fread(out, 1, sizeof out - 1, sh);
+        EXPECT_EQ(pclose(sh), 0);
+        EXPECT_EQ(std::string(out), read + "|$(touch /tmp/x) #") << v;
+    }
+}

@@ -14,6 +14,8 @@
 #include <unistd.h>
 
 #include "cgi/http.h"
+#include "conf/conf.h"
+#include "render/aux.h"
 #include "device/device.h"
 #include "render/tmpl.h"
 
@@ -32,9 +34,12 @@ protected:
         old_cwd_ = std::filesystem::current_path();
         std::filesystem::current_path(base_ + "/www");
         g_request = RequestState{};
+        conf_forget();
+        aux_forget();
     }
     void TearDown() override
     {
+        conf_forget();
         tmpl_free();
         http_free();
         std::filesystem::current_path(old_cwd_);
@@ -54,8 +59,17 @@ protected:
         std::ofstream(path, std::ios::binary) << text;
     }
     // A configuration file of the store.
-    void config(const char* name, const std::string& text) { spit(root_ + "/tmp/ulsp/" + name, text); }
-    std::string config(const char* name) { return slurp(root_ + "/tmp/ulsp/" + name); }
+    // Writing one drops what the store read; reading one writes the store's changes first.
+    void config(const char* name, const std::string& text)
+    {
+        conf_forget();
+        spit(root_ + "/tmp/ulsp/" + name, text);
+    }
+    std::string config(const char* name)
+    {
+        conf_flush();
+        return slurp(root_ + "/tmp/ulsp/" + name);
+    }
     // The page text, as a template would have loaded it.
     void page(const std::string& text)
     {
@@ -71,7 +85,11 @@ protected:
         unsetenv("CONTENT_TYPE");
         http_parse(0, nullptr);
     }
-    void messages(const std::string& text) { spit(base_ + "/www/english/messages", text); }
+    void messages(const std::string& text)
+    {
+        aux_forget();
+        spit(base_ + "/www/english/messages", text);
+    }
     std::string commands() { return slurp(root_ + "/var/log/commands"); }
     std::string records() { return slurp(root_ + "/var/log/messages"); }
     // The call prints the error page of loc with the text of err and records
