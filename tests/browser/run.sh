@@ -74,13 +74,16 @@ answers() { (exec 3<>"/dev/tcp/127.0.0.1/$1") 2>/dev/null; }
 # that its port is free again.
 bash "$repo/scripts/demo.sh" --dir "$demo_dir" --stop >/dev/null 2>&1
 
-port=${GWADMIN_BROWSER_PORT:-}
-if [ -z "$port" ]; then
+fixed_port=${GWADMIN_BROWSER_PORT:-}
+port=$fixed_port
+# free_port: the first port from 8091 on that nothing listens on.
+free_port() {
+    local p
     for p in $(seq 8091 8140); do
-        if ! answers "$p"; then port=$p; break; fi
+        answers "$p" || { echo "$p"; return 0; }
     done
-    [ -n "$port" ] || fail_setup "no free port from 8091 to 8140"
-fi
+    return 1
+}
 
 # The device's name: the factory host name and domain of the sandbox.
 factory() { sed -n "s/^$1='\\(.*\\)'\$/\\1/p" "$repo/sandbox/defaults/network.config" | head -n 1; }
@@ -139,12 +142,23 @@ run_pass() {
     local scheme=$1 tap=$2 status pass fail https=()
     shift 2
     [ "$scheme" = http ] || https=(--https)
-    echo "browser: starting the demo server on 127.0.0.1:$port ($demo_dir), reached as $scheme://$name:$port"
-    if ! bash "$repo/scripts/demo.sh" --dir "$demo_dir" --build "$build" --port "$port" --reset "${https[@]}" \
-        >"$out/demo.log" 2>&1; then
+    local tries=0
+    while :; do
+        [ -n "$port" ] || port=$(free_port) || fail_setup "no free port from 8091 to 8140"
+        echo "browser: starting the demo server on 127.0.0.1:$port ($demo_dir), reached as $scheme://$name:$port"
+        if bash "$repo/scripts/demo.sh" --dir "$demo_dir" --build "$build" --port "$port" --reset "${https[@]}" \
+            >"$out/demo.log" 2>&1; then
+            break
+        fi
+        # Another run may have taken the port while this one built gwadmin: the next free one, then.
+        if [ -z "$fixed_port" ] && [ $((tries += 1)) -lt 5 ] &&
+            grep -q 'Address already in use\|something else listens' "$out/demo.log"; then
+            port=
+            continue
+        fi
         cat "$out/demo.log" >&2
         fail_setup "the demo server did not start"
-    fi
+    done
     # The login the demo prints: the factory password.
     GWADMIN_PASSWORD=$(sed -n 's/^  login  *user admin, password \(.*\)$/\1/p' "$out/demo.log")
     [ -n "$GWADMIN_PASSWORD" ] || { cat "$out/demo.log" >&2; fail_setup "the demo printed no factory password"; }
