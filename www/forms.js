@@ -22,7 +22,7 @@ var TEXT = {
     "ipv4-port": "Enter an IPv4 address, optionally with a port, such as 192.168.0.10:8080.",
     mask: "Enter a network mask such as 255.255.255.0.",
     cidr: "Enter a network as address/prefix length, such as 10.0.0.0/8.",
-    "cidr-start": "This address is inside the network: with /%p the network is %a.",
+    "cidr-start": "Enter the network's first address: with /%p that is %a/%p.",
     prefix: "Enter a prefix length from 1 to 32.",
     int: "Enter a whole number from %min to %max.",
     port: "Enter a port from 1 to 65535.",
@@ -55,7 +55,7 @@ var TEXT = {
     "ipv4-port": "Geben Sie eine IPv4-Adresse ein, auf Wunsch mit Port, z. B. 192.168.0.10:8080.",
     mask: "Geben Sie eine Netzmaske wie 255.255.255.0 ein.",
     cidr: "Geben Sie ein Netz als Adresse/Präfixlänge ein, z. B. 10.0.0.0/8.",
-    "cidr-start": "Diese Adresse liegt innerhalb des Netzes: Bei /%p lautet das Netz %a.",
+    "cidr-start": "Geben Sie die erste Adresse des Netzes an: Bei /%p ist das %a/%p.",
     prefix: "Geben Sie eine Präfixlänge von 1 bis 32 ein.",
     int: "Geben Sie eine ganze Zahl von %min bis %max ein.",
     port: "Geben Sie einen Port von 1 bis 65535 ein.",
@@ -174,7 +174,9 @@ var SHAPES = {
    "". data-check names the shape ("ipv4", "int:1:596523", ...); required,
    maxlength and minlength, data-same-as (the id of the field it repeats) and
    data-after (the id of the field holding the first address of a range) are
-   checked too. A list entry (inList) must be there and must not hold blanks. */
+   checked too. A single quote, which a setting cannot hold, is refused unless
+   the field is never stored as one (data-quote-ok: a password that is only
+   hashed or handed to a tool). A list entry (inList) must be there and must not hold blanks. */
 function problem(el, inList) {
   var v = el.value;
   var same = byId(el.getAttribute("data-same-as"));
@@ -183,7 +185,7 @@ function problem(el, inList) {
   if (el.tagName === "SELECT" || el.type === "file") return "";
   if (el.maxLength > 0 && v.length > el.maxLength) return say("long", { n: el.maxLength });
   if (el.minLength > 0 && v.length < el.minLength) return say("short", { n: el.minLength });
-  if (v.indexOf("'") >= 0) return say("quote");
+  if (v.indexOf("'") >= 0 && !el.hasAttribute("data-quote-ok")) return say("quote");
   if (inList && /\s/.test(v)) return say("blank");
   var spec = (el.getAttribute("data-check") || "").split(":");
   var wrong = spec[0] === "int" ? (inRange(v, +spec[1], +spec[2]) ? null : ["int", { min: spec[1], max: spec[2] }]) :
