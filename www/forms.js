@@ -12,8 +12,9 @@ var TEXT = {
   en: {
     required: "Please fill in this field.",
     long: "At most %n characters.",
+    apostrophes: "At most %n characters, each apostrophe (') counting as four.",
     short: "At least %n characters.",
-    quote: "Single quotes (') cannot be stored.",
+    quote: "Apostrophes (') are not allowed here.",
     blank: "Entries must not contain blanks.",
     differ: "The two entries differ.",
     order: "The last address must not come before the first.",
@@ -45,8 +46,9 @@ var TEXT = {
   de: {
     required: "Bitte füllen Sie dieses Feld aus.",
     long: "Höchstens %n Zeichen.",
+    apostrophes: "Höchstens %n Zeichen, wobei jeder Apostroph (') als vier zählt.",
     short: "Mindestens %n Zeichen.",
-    quote: "Einfache Anführungszeichen (') können nicht gespeichert werden.",
+    quote: "Apostrophe (') sind hier nicht erlaubt.",
     blank: "Einträge dürfen keine Leerzeichen enthalten.",
     differ: "Die Eingaben stimmen nicht überein.",
     order: "Die letzte Adresse darf nicht vor der ersten liegen.",
@@ -174,18 +176,20 @@ var SHAPES = {
    "". data-check names the shape ("ipv4", "int:1:596523", ...); required,
    maxlength and minlength, data-same-as (the id of the field it repeats) and
    data-after (the id of the field holding the first address of a range) are
-   checked too. A single quote, which a setting cannot hold, is refused unless
-   the field is never stored as one (data-quote-ok: a password that is only
-   hashed or handed to a tool). A list entry (inList) must be there and must not hold blanks. */
+   checked too. A setting keeps an apostrophe as four characters ('\''), so
+   each counts as four against the length; data-no-apostrophe refuses them
+   (the certificate subject, which is not such a setting). A list entry (inList) must be there and must not hold blanks. */
 function problem(el, inList) {
   var v = el.value;
   var same = byId(el.getAttribute("data-same-as"));
   if (same && same.value !== v) return say("differ");
   if (v === "") return el.required || inList ? say("required") : "";
   if (el.tagName === "SELECT" || el.type === "file") return "";
-  if (el.maxLength > 0 && v.length > el.maxLength) return say("long", { n: el.maxLength });
+  var apostrophes = v.split("'").length - 1;
+  if (el.maxLength > 0 && v.length + 3 * apostrophes > el.maxLength)
+    return say(v.length > el.maxLength ? "long" : "apostrophes", { n: el.maxLength });
   if (el.minLength > 0 && v.length < el.minLength) return say("short", { n: el.minLength });
-  if (v.indexOf("'") >= 0 && !el.hasAttribute("data-quote-ok")) return say("quote");
+  if (apostrophes && el.hasAttribute("data-no-apostrophe")) return say("quote");
   if (inList && /\s/.test(v)) return say("blank");
   var spec = (el.getAttribute("data-check") || "").split(":");
   var wrong = spec[0] === "int" ? (inRange(v, +spec[1], +spec[2]) ? null : ["int", { min: spec[1], max: spec[2] }]) :

@@ -49,7 +49,9 @@ const BAD = [
   { item: 24, file: "network.config", field: "ETH0_ip", value: "", says: ["Please fill in", "Bitte füllen Sie"] },
   { item: 24, file: "network.config", field: "ETH0_prefix", value: "33", says: ["Enter a prefix length", "Präfixlänge"] },
   { item: 24, file: "network.config", field: "Hostname", value: "gate way", says: ["Enter a host name", "Hostnamen"] },
-  { item: 24, file: "network.config", field: "Domainname", value: "it's.test", says: ["Single quotes", "Einfache Anführungszeichen"] },
+  // A setting keeps an apostrophe as four characters: 51 of them do not fit in 200.
+  { item: 39, file: "snmp.config", field: "location", value: "'".repeat(51), says: ["At most 200 characters, each apostrophe",
+    "Höchstens 200 Zeichen, wobei jeder Apostroph"] },
   { item: 46, file: "openvpn.config", set: { "input[name=vpnmode][value=server]": true }, field: "vport", value: "99999",
     says: ["Enter a port from 1 to 65535", "Geben Sie einen Port von 1 bis 65535"] },
   { item: 46, file: "openvpn.config", set: { "input[name=vpnmode][value=server]": true }, field: "ovpnservermask",
