@@ -178,7 +178,8 @@ var SHAPES = {
    data-after (the id of the field holding the first address of a range) are
    checked too. A setting keeps an apostrophe as four characters ('\''), so
    each counts as four against the length; data-no-apostrophe refuses them
-   (the certificate subject, which is not such a setting). A list entry (inList) must be there and must not hold blanks. */
+   (the certificate subject, which is not such a setting). A list entry
+   (inList) must be there and must not hold blanks. */
 function problem(el, inList) {
   var v = el.value;
   var same = byId(el.getAttribute("data-same-as"));
