@@ -228,6 +228,7 @@ void print_refusal(bool other_host)
            "<p>%s <a href=\"/cgi-bin/gwadmin?item=0&amp;lang=%s\">%s</a></p>\n</main>\n</body>\n</html>\n",
            t.html_lang, t.title, t.title, other_host ? t.other_host : t.other_site, t.nothing_changed,
            t.open_menu, t.menu_lang, t.link);
+    fflush(stdout);  // the whole answer, whatever happens after it
 }
 
 }  // namespace
