@@ -71,18 +71,28 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
 
 const Option INTERFACE_OPTIONS[3] = {{"none", "None"}, {"eth0", "LAN"}, {"eth1", "WAN"}};
 
-int list_show(const char* file, const ListField& f)
+// Whether buffers of a·count+1 bytes can be had for both texts: a negative
+// size cannot.
+static bool list_buffers(const ListField& f, long count)
+{
+    return static_cast<long long>(f.option_bytes) * count + 1 >= 0 &&
+           static_cast<long long>(f.list_bytes) * count + 1 >= 0;
+}
+
+int list_show(const char* file, const ListField& f, long count)
 {
     try {
-        std::string options, list;
-        conf_list_options(f.list, f.field, options, list, file, f.value_max);
-        tmpl_replace(f.options_mark, options.c_str());
-        tmpl_replace(f.list_mark, list.c_str());
+        if (list_buffers(f, count)) {
+            std::string options, list;
+            conf_list_options(f.list, f.field, options, list, file, static_cast<size_t>(f.list_bytes - 1));
+            tmpl_replace(f.options_mark, options.c_str());
+            tmpl_replace(f.list_mark, list.c_str());
+            return 0;
+        }
     } catch (const std::bad_alloc&) {
-        aux_error(f.failure, ENOMEM);
-        return -1;
     }
-    return 0;
+    aux_error(f.failure, ENOMEM);
+    return -1;
 }
 
 int list_store(const char* file, const ListField& f, int old_count)

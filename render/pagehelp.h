@@ -94,27 +94,35 @@ extern const Option INTERFACE_OPTIONS[3];
 
 // ---- numbered lists --------------------------------------------------------
 
-// One field of a numbered list as a page shows and stores it.
+// One field of a numbered list as a page shows and stores it. A page shows a
+// list in buffers sized per entry: option_bytes·n+1 for the option lines and
+// list_bytes·n+1 for the plain list, n being the count the page read; a
+// value is shown cut to list_bytes-1 characters. A negative count makes
+// these sizes negative, so the allocation fails: the page reports it at
+// failure and shows nothing more.
 struct ListField {
     const char* list;          // list name ("HOST")
     const char* field;         // field name ("IP")
     const char* form;          // form field carrying the blank-separated entries
     const char* options_mark;  // placeholder of the option lines
     const char* list_mark;     // placeholder of the plain list
-    size_t value_max;          // longest value shown
-    const char* failure;       // location reported when its texts cannot be had
+    int option_bytes;          // per entry, option lines
+    int list_bytes;            // per entry, plain list (the value and a blank)
+    const char* failure;       // location reported when its buffers cannot be had
 };
 
 // Renders the field into its two placeholders (both empty when the list is
-// empty); -1 after a failed allocation, reported at the field's location.
-int list_show(const char* file, const ListField& field);
+// empty), sized for count entries; -1 when the buffers cannot be had
+// (count below 0), reported at the field's location.
+int list_show(const char* file, const ListField& field, long count);
 // Replaces the field's entries by the submitted ones; old_count is the count
 // the page read before.
 int list_store(const char* file, const ListField& field, int old_count);
 
 // A table of fields of one list: stored field by field with the count read
 // before the first (each store writes the count, so the last field's stays),
-// shown field by field.
+// shown field by field with the count the page read, up to the first that
+// cannot be shown.
 template <size_t N>
 void list_store_all(const char* file, const ListField (&fields)[N])
 {
@@ -124,10 +132,17 @@ void list_store_all(const char* file, const ListField (&fields)[N])
 }
 
 template <size_t N>
-int list_show_all(const char* file, const ListField (&fields)[N])
+int list_show_all(const char* file, const ListField (&fields)[N], long count)
 {
     for (const ListField& f : fields)
-        if (list_show(file, f) != 0)
+        if (list_show(file, f, count) != 0)
             return -1;
     return 0;
+}
+
+// The same, the page reading the count itself first.
+template <size_t N>
+int list_show_all(const char* file, const ListField (&fields)[N])
+{
+    return list_show_all(file, fields, conf_list_count(fields[0].list, file));
 }

@@ -16,9 +16,9 @@ constexpr const char* BLACKWHITE = "blackwhite.config";
 
 // Hosts of at most 15 characters, protocols of 3, ports of 11.
 const ListField ENTRIES[] = {
-    {"BLWH_LIST", "HOST", "hostlist", "{HOSTOPTS}", "{HOSTLIST}", 15, "in file blwhit line 36"},
-    {"BLWH_LIST", "PROT", "protlist", "{PROTOPTS}", "{PROTLIST}", 3, "in file blwhit line 53"},
-    {"BLWH_LIST", "PORT", "portlist", "{PORTOPTS}", "{PORTLIST}", 11, "in file blwhit line 70"},
+    {"BLWH_LIST", "HOST", "hostlist", "{HOSTOPTS}", "{HOSTLIST}", 40, 16, "in file blwhit line 36"},
+    {"BLWH_LIST", "PROT", "protlist", "{PROTOPTS}", "{PROTLIST}", 28, 4, "in file blwhit line 53"},
+    {"BLWH_LIST", "PORT", "portlist", "{PORTOPTS}", "{PORTLIST}", 36, 12, "in file blwhit line 70"},
 };
 
 }  // namespace

@@ -12,8 +12,8 @@ constexpr const char* NAMES = "name.config";
 const TextField FORWARDER[] = {{"Forwarder", "DNS_FORWARDERS", "{FORWARDER}"}};
 
 const ListField HOSTS[] = {
-    {"HOST", "NAME", "hostlist", "{HOSTOPTIONS}", "{HOSTLIST}", 25, "in file cccdns line 36"},
-    {"HOST", "IP", "iplist", "{IPOPTIONS}", "{IPLIST}", 15, "in file cccdns line 54"},
+    {"HOST", "NAME", "hostlist", "{HOSTOPTIONS}", "{HOSTLIST}", 50, 26, "in file cccdns line 36"},
+    {"HOST", "IP", "iplist", "{IPOPTIONS}", "{IPLIST}", 40, 16, "in file cccdns line 54"},
 };
 const ListField& HOST_NAME = HOSTS[0];
 const ListField& HOST_IP = HOSTS[1];

@@ -18,8 +18,8 @@ constexpr const char* MAPPING = "mapping.config";
 
 // Addresses of at most 15 characters.
 const ListField PAIRS[] = {
-    {"VMAP_VIRTETH", "IP2M", "ip2mlist", "{IP2MOPTIONS}", "{IP2MLIST}", 15, "in file cccvmp line 80"},
-    {"VMAP_VIRTETH", "M2IP", "m2iplist", "{M2IPOPTIONS}", "{M2IPLIST}", 15, "in file cccvmp line 80"},
+    {"VMAP_VIRTETH", "IP2M", "ip2mlist", "{IP2MOPTIONS}", "{IP2MLIST}", 40, 16, "in file cccvmp line 80"},
+    {"VMAP_VIRTETH", "M2IP", "m2iplist", "{M2IPOPTIONS}", "{M2IPLIST}", 40, 16, "in file cccvmp line 80"},
 };
 
 const OptionStyle INTERFACE_STYLE = {"    ", "", " selected", match_exact};
@@ -45,8 +45,10 @@ int cccvmp_act()
 int cccvmp_show()
 {
     show_interface();
-    // The count as stored, unless it reads as no pairs at all.
+    // The count as stored, unless it reads as no pairs at all; the pairs are
+    // shown for it.
     std::string count = conf_value("VMAP_VIRTETH_N", MAPPING);
-    tmpl_replace_text("{COUNT}", strtol(count.c_str(), nullptr, 10) != 0 ? count.c_str() : "0");
-    return list_show_all(MAPPING, PAIRS);
+    long n = strtol(count.c_str(), nullptr, 10);
+    tmpl_replace_text("{COUNT}", n != 0 ? count.c_str() : "0");
+    return list_show_all(MAPPING, PAIRS, n);
 }

@@ -22,8 +22,9 @@ const TextField AGENT[] = {
 };
 
 // Trap receivers: dotted IPv4 addresses, 15 characters at most.
-const ListField TRAP_SINKS = {"SNMP_TRAPSINK", "IP", "sinklist", "{SINKOPTS}", "{SINKLIST}", 15,
-                              "in file ccsnmp line 52"};
+const ListField TRAP_SINKS[] = {
+    {"SNMP_TRAPSINK", "IP", "sinklist", "{SINKOPTS}", "{SINKLIST}", 40, 16, "in file ccsnmp line 52"},
+};
 
 const TextField V3_USER[] = {{"v3name", "SNMP_V3USER", "{SNMPV3NAME}"}};
 
@@ -50,7 +51,7 @@ const V3Choice V3_CHOICES[] = {
 int ccsnmp_act()
 {
     store_texts(SNMP, AGENT);
-    list_store(SNMP, TRAP_SINKS, conf_list_count(TRAP_SINKS.list, SNMP));
+    list_store_all(SNMP, TRAP_SINKS);
     store_texts(SNMP, V3_USER);
     for (const V3Choice& c : V3_CHOICES) {
         store_field(SNMP, c.form, c.key);
@@ -64,7 +65,7 @@ int ccsnmp_act()
 int ccsnmp_show()
 {
     show_texts(SNMP, AGENT);
-    if (list_show(SNMP, TRAP_SINKS) != 0)
+    if (list_show_all(SNMP, TRAP_SINKS) != 0)
         return -1;
     show_texts(SNMP, V3_USER);
     for (const V3Choice& c : V3_CHOICES) {

@@ -35,8 +35,8 @@ const TextField PEER_GATEWAY[] = {
     {"ipskey", "IPSEC_PEER_GW_PSK", "{IPSEC_PEER_GW_PSK}"},
 };
 const ListField PEERS[] = {
-    {"IPSEC_PEERS", "NAME", "peerlist", "{PEEROPTS}", "{PEERLIST}", 15, "in file cipsec line 119"},
-    {"IPSEC_PEERS", "PSK", "keylist", "{KEYOPTS}", "{KEYLIST}", 256, "in file cipsec line 136"},
+    {"IPSEC_PEERS", "NAME", "peerlist", "{PEEROPTS}", "{PEERLIST}", 40, 16, "in file cipsec line 119"},
+    {"IPSEC_PEERS", "PSK", "keylist", "{KEYOPTS}", "{KEYLIST}", 281, 257, "in file cipsec line 136"},
 };
 const TextField NATIVE_POOL[] = {
     {"startaddress", "IPSEC_GW_NATIV_ADDR", "{IPSEC_GW_NATIV_ADDR}"},
@@ -144,10 +144,9 @@ int cipsec_show()
     for (const Check& c : TRANSPORT_CHECKS)
         show_check(c);
     show_texts(IPSEC, PEER_GATEWAY);
-    // A list that cannot be shown is reported; the rest of the page still is.
-    for (const ListField& f : PEERS)
-        if (list_show(IPSEC, f) != 0)
-            break;
+    // Lists that cannot be shown are reported and left out; the rest of the
+    // page still is.
+    list_show_all(IPSEC, PEERS);
     show_check(NATIVE_CHECK);
     show_texts(IPSEC, NATIVE_POOL);
     show_check(L2TP_CHECK);

@@ -44,8 +44,8 @@ const TextField SERVER_CLIENTS[] = {{"ovpnservermaxclnts", "OVPN_SVR_CLIENTS_MAX
 const TextField SERVER_VISIBILITY = {"ovpnclientsvisible", "OVPN_SVR_CLIENT_VISIBILITY",
                                      "{OVPN_SVR_CLIENT_VISIBILITY}"};
 const ListField ROUTES[] = {
-    {"OVPN_ROUTE", "NET", "peerlist", "{PEEROPTS}", "{PEERLIST}", 15, "in file ccovpn line 100"},
-    {"OVPN_ROUTE", "MASK", "masklist", "{MASKOPTS}", "{MASKLIST}", 15, "in file ccovpn line 115"},
+    {"OVPN_ROUTE", "NET", "peerlist", "{PEEROPTS}", "{PEERLIST}", 41, 16, "in file ccovpn line 100"},
+    {"OVPN_ROUTE", "MASK", "masklist", "{MASKOPTS}", "{MASKLIST}", 41, 16, "in file ccovpn line 115"},
 };
 const TextField TUNNEL[] = {
     {"gateway", "OVPN_HOST_REMOTE", "{GATEWAY}"},

@@ -17,7 +17,7 @@ constexpr const char* REDUNDANT = "redundant.config";
 const TextField PORT[] = {{"rdial_port", "RDIAL_PORT", "{RDIAL_PORT}"}};
 // Client addresses, shown up to 15 characters each.
 const ListField CLIENTS[] = {
-    {"RDIAL_CLIENT", "IP", "iplist", "{IPOPTS}", "{IPLIST}", 15, "in file crdial line 36"},
+    {"RDIAL_CLIENT", "IP", "iplist", "{IPOPTS}", "{IPLIST}", 40, 16, "in file crdial line 36"},
 };
 
 }  // namespace

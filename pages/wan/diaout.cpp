@@ -45,10 +45,10 @@ const TextField REDIAL_SHOWN[] = {
 
 // The providers: stored in this order (the count that stays is the names')...
 const ListField PROVIDERS_STORED[] = {
-    {"DIALOUT_ISP", "NUM", "numberlist", "{NMBOPTS}", "{NMBLIST}", 20, "in file diaout line 170"},
-    {"DIALOUT_ISP", "USER", "userlist", "{USROPTS}", "{USRLIST}", 63, "in file diaout line 188"},
-    {"DIALOUT_ISP", "PASS", "passlist", nullptr, "{PASSLIST}", 30, "in file diaout line 206"},
-    {"DIALOUT_ISP", "NAME", "namelist", "{NAMEOPTS}", "{NAMELIST}", 20, "in file diaout line 152"},
+    {"DIALOUT_ISP", "NUM", "numberlist", "{NMBOPTS}", "{NMBLIST}", 45, 21, "in file diaout line 170"},
+    {"DIALOUT_ISP", "USER", "userlist", "{USROPTS}", "{USRLIST}", 88, 64, "in file diaout line 188"},
+    {"DIALOUT_ISP", "PASS", "passlist", nullptr, "{PASSLIST}", 55, 31, "in file diaout line 206"},
+    {"DIALOUT_ISP", "NAME", "namelist", "{NAMEOPTS}", "{NAMELIST}", 45, 21, "in file diaout line 152"},
 };
 // ...and shown in this one. The passwords reach the page only as the plain
 // list (in clear); their option lines are placed nowhere.

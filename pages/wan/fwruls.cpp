@@ -7,12 +7,12 @@ namespace {
 constexpr const char* SPEC = "spec.config";
 
 const ListField RULES[] = {
-    {"FW_RULES", "ACT", "actlist", "{ACTOPTS}", "{ACTLIST}", 15, "in file fwruls line 29"},
-    {"FW_RULES", "SRCHOST", "srchostlist", "{SRCHOSTOPTS}", "{SRCHOSTLIST}", 15, "in file fwruls line 29"},
-    {"FW_RULES", "DSTHOST", "dsthostlist", "{DSTHOSTOPTS}", "{DSTHOSTLIST}", 15, "in file fwruls line 29"},
-    {"FW_RULES", "PROT", "protlist", "{PROTOPTS}", "{PROTLIST}", 15, "in file fwruls line 29"},
-    {"FW_RULES", "SRCPORT", "srcportlist", "{SRCPORTOPTS}", "{SRCPORTLIST}", 15, "in file fwruls line 29"},
-    {"FW_RULES", "DSTPORT", "dstportlist", "{DSTPORTOPTS}", "{DSTPORTLIST}", 15, "in file fwruls line 29"},
+    {"FW_RULES", "ACT", "actlist", "{ACTOPTS}", "{ACTLIST}", 40, 16, "in file fwruls line 29"},
+    {"FW_RULES", "SRCHOST", "srchostlist", "{SRCHOSTOPTS}", "{SRCHOSTLIST}", 40, 16, "in file fwruls line 29"},
+    {"FW_RULES", "DSTHOST", "dsthostlist", "{DSTHOSTOPTS}", "{DSTHOSTLIST}", 40, 16, "in file fwruls line 29"},
+    {"FW_RULES", "PROT", "protlist", "{PROTOPTS}", "{PROTLIST}", 40, 16, "in file fwruls line 29"},
+    {"FW_RULES", "SRCPORT", "srcportlist", "{SRCPORTOPTS}", "{SRCPORTLIST}", 40, 16, "in file fwruls line 29"},
+    {"FW_RULES", "DSTPORT", "dstportlist", "{DSTPORTOPTS}", "{DSTPORTLIST}", 40, 16, "in file fwruls line 29"},
 };
 
 }  // namespace

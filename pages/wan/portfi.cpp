@@ -7,8 +7,8 @@ namespace {
 constexpr const char* PORTFILTER = "portfilter.config";
 
 const ListField FILTERS[] = {
-    {"PORTFILTER", "PORT", "denyportlist", "{DENYOPTS}", "{DENYLIST}", 25, "in file portfi line 28"},
-    {"PORTFILTER", "RULE", "denyrulelist", "{RULEOPTS}", "{RULELIST}", 25, "in file portfi line 28"},
+    {"PORTFILTER", "PORT", "denyportlist", "{DENYOPTS}", "{DENYLIST}", 50, 26, "in file portfi line 28"},
+    {"PORTFILTER", "RULE", "denyrulelist", "{RULEOPTS}", "{RULELIST}", 50, 26, "in file portfi line 28"},
 };
 
 }  // namespace

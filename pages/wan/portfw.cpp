@@ -8,9 +8,9 @@ namespace {
 constexpr const char* FORWARD = "forward.config";
 
 const ListField FORWARDINGS[] = {
-    {"PORTFW", "SOURCE", "portlist", "{PORTOPTS}", "{PORTLIST}", 25, "in file portfw line 32"},
-    {"PORTFW", "PROTOCOL", "protlist", "{PROTOPTS}", "{PROTLIST}", 25, "in file portfw line 32"},
-    {"PORTFW", "TARGET", "targetlist", "{TARGOPTS}", "{TARGLIST}", 25, "in file portfw line 32"},
+    {"PORTFW", "SOURCE", "portlist", "{PORTOPTS}", "{PORTLIST}", 50, 26, "in file portfw line 32"},
+    {"PORTFW", "PROTOCOL", "protlist", "{PROTOPTS}", "{PROTLIST}", 50, 26, "in file portfw line 32"},
+    {"PORTFW", "TARGET", "targetlist", "{TARGOPTS}", "{TARGLIST}", 50, 26, "in file portfw line 32"},
 };
 
 }  // namespace

@@ -14,9 +14,9 @@ namespace {
 constexpr const char* STATIC = "static.config";
 
 const ListField ROUTES[] = {
-    {"STATIC_ROUTE", "TARGET", "routelist", "{ROUTEOPTS}", "{ROUTELIST}", 18, "in file statrt line 73"},
-    {"STATIC_ROUTE", "GWAY", "gwaylist", "{GWAYOPTS}", "{GWAYLIST}", 15, "in file statrt line 92"},
-    {"STATIC_ROUTE", "MASQ", "masqlist", "{MASQOPTS}", "{MASQLIST}", 3, "in file statrt line 111"},
+    {"STATIC_ROUTE", "TARGET", "routelist", "{ROUTEOPTS}", "{ROUTELIST}", 43, 19, "in file statrt line 73"},
+    {"STATIC_ROUTE", "GWAY", "gwaylist", "{GWAYOPTS}", "{GWAYLIST}", 40, 16, "in file statrt line 92"},
+    {"STATIC_ROUTE", "MASQ", "masqlist", "{MASQOPTS}", "{MASQLIST}", 28, 4, "in file statrt line 111"},
 };
 
 const Option GATEWAY_INTERFACES[] = {{"eth", "WAN"}, {"ppp", "Modem"}, {"none", "None"}};

@@ -69,17 +69,18 @@ TEST_F(PageHelp, TextFieldsAreStoredAsSentAndShownCut)
 TEST_F(PageHelp, ListFieldRoundTrip)
 {
     config("l.config", "HOST_N='1'\nHOST_1_IP='10.0.0.1'\n");
-    const ListField ip = {"HOST", "IP", "iplist", "{OPTS}", "{LIST}", 8, "in file x line 1"};
+    // Plain-list entries of 9 bytes: values cut to 8 characters.
+    const ListField ip = {"HOST", "IP", "iplist", "{OPTS}", "{LIST}", 33, 9, "in file x line 1"};
     request("iplist=10.0.0.2+10.0.0.3456789");
     ASSERT_EQ(list_store("l.config", ip, 1), 0);
     EXPECT_EQ(config("l.config"), "HOST_N='2'\nHOST_1_IP='10.0.0.2'\nHOST_2_IP='10.0.0.3456789'\n");
     page("[{OPTS}][{LIST}]");
-    ASSERT_EQ(list_show("l.config", ip), 0);
+    ASSERT_EQ(list_show("l.config", ip, 2), 0);
     EXPECT_EQ(page(), "[\n      <option>10.0.0.2</option>\n      <option>10.0.0.3</option>][10.0.0.2 10.0.0.3 ]");
     // An empty list leaves both marks empty.
     config("l.config", "HOST_N='0'\n");
     page("[{OPTS}][{LIST}]");
-    ASSERT_EQ(list_show("l.config", ip), 0);
+    ASSERT_EQ(list_show("l.config", ip, 0), 0);
     EXPECT_EQ(page(), "[][]");
 }
 

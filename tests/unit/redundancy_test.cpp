@@ -2,6 +2,7 @@
 #include "pages/pages.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 #include <vector>
 
@@ -149,6 +150,11 @@ TEST_F(Redundancy, RemoteDialShowsStateAndClientsButNotThePassword)
         tmpl_free();
     }
     EXPECT_EQ(records(), "");
+    // A count below 0 sizes the client buffers below 0: they cannot be had.
+    config("redundant.config", "RDIAL_OPT='yes'\nRDIAL_CLIENT_N='-1'\nRDIAL_CLIENT_1_IP='10.0.0.1'\n");
+    page("{IPOPTS}|{IPLIST}");
+    expect_report([] { EXPECT_EQ(crdial_show(), -1); }, "in file crdial line 36", ENOMEM);
+    EXPECT_EQ(page(), "{IPOPTS}|{IPLIST}");
 }
 
 TEST_F(Redundancy, RemoteDialApplyStoresOnlyWhenSwitchedOn)
