@@ -45,69 +45,76 @@ constexpr size_t FILE_LIMIT = 8u << 20;  // a settings file is a few KiB: larger
 // an apostrophe is written as '\'' so that a shell reading the file gets it
 // back, and the value is cut (never within a character or an escape) so that
 // the whole line, key, quotes and newline included, fits in one piece.
-std::string line_value(const char* key, const char* value)
-{
-    std::string out;
-    if (!value)
-        return out;
-    const size_t room = PIECE - strlen(key) - 4;  // KEY='...'\n
-    const char* p = value;
-    for (; *p; ++p) {
-        if (*p == '\n' || *p == '\r')
-            continue;
-        size_t need = *p == '\'' ? 4 : 1;
-        if (out.size() + need > room)
-            break;
-        if (*p == '\'')
-            out += "'\\''";
-        else
-            out += *p;
-    }
-    if (*p) {
-        // cut: never in the middle of a UTF-8 character
-        while (!out.empty() && (static_cast<unsigned char>(out.back()) & 0xC0) == 0x80)
-            out.pop_back();
-        if (!out.empty() && (static_cast<unsigned char>(out.back()) & 0xC0) == 0xC0)
-            out.pop_back();
-        dev_syslog(LOG_WARNING, "conf: the value of %s is cut to %zu characters to fit its line", key, out.size());
-    }
-    return out;
-}
-
 void append_line(std::string& text, const char* key, const char* value)
 {
-    text += key;
+    const size_t key_len = strlen(key);
+    text.append(key, key_len);
     text += "='";
-    text += line_value(key, value);
+    if (value) {
+        const size_t room = PIECE - key_len - 4;  // KEY='...'\n
+        const size_t plain = strcspn(value, "'\n\r");
+        if (value[plain] == '\0' && plain <= room) {
+            text.append(value, plain);
+        } else {
+            const size_t start = text.size();
+            const char* p = value;
+            for (; *p; ++p) {
+                if (*p == '\n' || *p == '\r')
+                    continue;
+                size_t need = *p == '\'' ? 4 : 1;
+                if (text.size() - start + need > room)
+                    break;
+                if (*p == '\'')
+                    text += "'\\''";
+                else
+                    text += *p;
+            }
+            if (*p) {
+                // cut, never in the middle of a UTF-8 character
+                if ((static_cast<unsigned char>(*p) & 0xC0) == 0x80) {
+                    while (text.size() > start && (static_cast<unsigned char>(text.back()) & 0xC0) == 0x80)
+                        text.pop_back();
+                    if (text.size() > start && (static_cast<unsigned char>(text.back()) & 0xC0) == 0xC0)
+                        text.pop_back();
+                }
+                dev_syslog(LOG_WARNING, "conf: the value of %s is cut to %zu bytes to fit its line", key,
+                           text.size() - start);
+            }
+        }
+    }
     text += "'\n";
 }
 
 // The value of a line from just behind its "=": the first run of characters
 // without a quote (leading quotes skipped), or, for a value that holds
-// apostrophes ('a'\''b', as this store writes it), the value they spell.
-// An empty result when the run starts with a newline or there is none.
-void line_text(const char* p, const char* end, std::string& out)
+// apostrophes ('a'\''b', as this store writes it), the value they spell
+// (then put together in joined). Empty when the run starts with a newline or
+// there is none.
+struct Text {
+    const char* data;
+    size_t size;
+};
+Text line_text(const char* p, const char* end, std::string& joined)
 {
-    out.clear();
     // 'seg'\''seg'... up to the end of the piece: one or more joins.
     if (p < end && *p == '\'') {
         const char* q = p + 1;
-        std::string joined;
+        joined.clear();
         int joins = 0;
         for (;;) {
             const char* close = static_cast<const char*>(memchr(q, '\'', size_t(end - q)));
             if (!close)
                 break;
-            joined.append(q, close);
             if (end - close >= 4 && memcmp(close, "'\\''", 4) == 0) {
+                joined.append(q, close);
                 joined += '\'';
                 ++joins;
                 q = close + 4;
                 continue;
             }
             if (joins > 0 && (close + 1 == end || close[1] == '\n')) {
-                out.swap(joined);
-                return;
+                joined.append(q, close);
+                return Text{joined.data(), joined.size()};
             }
             break;
         }
@@ -115,9 +122,9 @@ void line_text(const char* p, const char* end, std::string& out)
     while (p < end && *p == '\'')
         ++p;
     if (p == end || *p == '\n')
-        return;
+        return Text{p, 0};
     const char* close = static_cast<const char*>(memchr(p, '\'', size_t(end - p)));
-    out.assign(p, close ? close : end);
+    return Text{p, size_t((close ? close : end) - p)};
 }
 
 // ---- one file as this request sees it ---------------------------------------
@@ -125,9 +132,12 @@ void line_text(const char* p, const char* end, std::string& out)
 // One change, kept so that it can be made again to a file that another
 // request changed since it was read.
 struct Change {
-    enum Kind { SET, DELETE, ADD } kind;
-    std::vector<std::string> keys;  // one, or the keys of a list's entries (DELETE)
-    std::string value;              // SET and ADD
+    enum Kind { SET, DELETE, ADD, DELETE_ENTRIES } kind;
+    std::vector<std::string> keys;  // SET: the key; DELETE: the keys
+    std::string lines;              // SET: the line it writes; ADD: the lines it appends
+    // DELETE_ENTRIES: the keys <name>_<i>_<field>, i from 1 to count
+    std::string name, field;
+    int count = 0;
 };
 
 // A line's first piece: where it starts, how long it is (newline included when
@@ -137,7 +147,16 @@ struct Piece {
     uint32_t start, length;
     uint32_t key_start, key_length;
     bool has_key;
+    uint64_t head;  // the key's first 8 bytes (zeros after a shorter key): most keys differ there
 };
+
+// The first min(len, 8) bytes of text as a number, zeros after them.
+uint64_t head_of(const char* text, size_t len)
+{
+    uint64_t head = 0;
+    memcpy(&head, text, len < 8 ? len : 8);
+    return head;
+}
 
 struct Slot {
     uint64_t hash;
@@ -148,26 +167,34 @@ uint64_t hash_step(uint64_t h, unsigned char c) { return (h ^ c) * 1099511628211
 constexpr uint64_t HASH_START = 14695981039346656037ull;
 
 struct File {
+    std::string name;  // as the caller names it
     std::string host;  // the file the program opens
     enum State { UNREAD, PRESENT, MISSING } state = UNREAD;
     int error = 0;             // why it could not be read
     std::string text;          // as this request sees it
     std::string base;          // as read
     std::vector<Change> changes;
+    size_t applied = 0;        // changes[0, applied) are in text
     int fd = -1;               // open for writing once the request changes the file
 
-    // the index of the keys, built when first needed after a change
+    // the lines' keys, found when first needed after a change; a table of
+    // them once the file is large and asked often
     bool indexed = false;
+    bool hashed = false;
+    unsigned finds = 0;
     std::vector<Piece> pieces;
     std::vector<Slot> slots;
-    uint64_t lengths[4] = {0, 0, 0, 0};  // the key lengths that occur (1 to 255)
+    std::vector<uint32_t> lengths;  // the key lengths that occur, ascending
 
     void changed()
     {
         indexed = false;
+        hashed = false;
+        finds = 0;
     }
     void index();
-    const Piece* find(const char* key) const;
+    void hash();
+    const Piece* find(const char* key);
 };
 
 std::vector<File*> g_files;
@@ -182,27 +209,54 @@ void each_line(const std::string& text, size_t from, size_t& line_end)
 void File::index()
 {
     pieces.clear();
-    memset(lengths, 0, sizeof lengths);
-    for (size_t at = 0, end; at < text.size(); at = end) {
-        each_line(text, at, end);
+    pieces.reserve(text.size() / 24 + 1);
+    uint64_t seen[4] = {0, 0, 0, 0};  // the key lengths that occur (1 to 255)
+    const bool zeros = memchr(text.data(), '\0', text.size()) != nullptr;
+    const char* const base = text.data();
+    const char* const stop = base + text.size();
+    for (const char* s = base; s < stop;) {
         Piece p{};
-        p.start = uint32_t(at);
-        p.length = uint32_t(end - at < PIECE ? end - at : PIECE);
-        const char* s = text.data() + at;
-        const char* stop = static_cast<const char*>(memchr(s, '\0', p.length));
-        size_t usable = stop ? size_t(stop - s) : p.length;
-        size_t k = 0;
-        while (k < usable && s[k] == '=')
-            ++k;
-        if (k < usable) {
-            const char* eq = static_cast<const char*>(memchr(s + k, '=', usable - k));
-            p.key_start = uint32_t(k);
-            p.key_length = uint32_t(eq ? size_t(eq - (s + k)) : usable - k);
-            p.has_key = true;
-            lengths[p.key_length / 64] |= uint64_t(1) << (p.key_length % 64);
+        p.start = uint32_t(s - base);
+        const char* limit = stop - s < long(PIECE) ? stop : s + PIECE;
+        if (zeros) {
+            const char* zero = static_cast<const char*>(memchr(s, '\0', size_t(limit - s)));
+            const char* nl = static_cast<const char*>(memchr(s, '\n', size_t(limit - s)));
+            if (zero && (!nl || zero < nl))
+                limit = zero;
         }
+        // the key: "=" skipped at the start, then up to the next "=" or the end of the piece (a
+        // line without "=" keeps its newline in its key)
+        const char* k = s;
+        while (k < limit && *k == '=')
+            ++k;
+        const char* e = k;
+        while (e < limit && *e != '=' && *e != '\n')
+            ++e;
+        bool line_ended = e < limit && *e == '\n';
+        if (line_ended)
+            ++e;
+        if (k < limit) {
+            p.key_start = uint32_t(k - s);
+            p.key_length = uint32_t(e - k);
+            p.has_key = true;
+            p.head = head_of(k, p.key_length);
+            seen[p.key_length / 64] |= uint64_t(1) << (p.key_length % 64);
+        }
+        const char* nl = line_ended ? e - 1 : static_cast<const char*>(memchr(e, '\n', size_t(stop - e)));
+        const char* end = nl ? nl + 1 : stop;
+        p.length = uint32_t(end - s < long(PIECE) ? end - s : long(PIECE));
         pieces.push_back(p);
+        s = end;
     }
+    lengths.clear();
+    for (uint32_t word = 0; word < 4; ++word)
+        for (uint64_t bits = seen[word]; bits; bits &= bits - 1)
+            lengths.push_back(word * 64 + uint32_t(__builtin_ctzll(bits)));
+    indexed = true;
+}
+
+void File::hash()
+{
     size_t size = 16;
     while (size < pieces.size() * 2)
         size *= 2;
@@ -227,20 +281,41 @@ void File::index()
                 break;  // the first line of that key answers
         }
     }
-    indexed = true;
+    hashed = true;
 }
 
 // The first line whose key is a prefix of key: every length of key that some
 // line's key has is looked up, and the earliest line wins.
-const Piece* File::find(const char* key) const
+const Piece* File::find(const char* key)
 {
+    const size_t wanted = strlen(key);
+    // a small file, or few questions: line by line, the first answer is the one
+    if (!hashed && (pieces.size() <= 32 || ++finds < 24)) {
+        const uint64_t whole = head_of(key, wanted);
+        for (const Piece& p : pieces) {
+            if (!p.has_key || p.key_length > wanted)
+                continue;
+            // the key's first bytes against as many of the wanted key's
+            uint64_t mask = p.key_length >= 8 ? ~uint64_t(0) : (uint64_t(1) << (8 * p.key_length)) - 1;
+            if ((whole & mask) != p.head)
+                continue;
+            if (p.key_length <= 8 || memcmp(text.data() + p.start + p.key_start + 8, key + 8, p.key_length - 8) == 0)
+                return &p;
+        }
+        return nullptr;
+    }
+    if (!hashed)
+        hash();
     const Piece* best = nullptr;
     const size_t mask = slots.size() - 1;
+    const size_t key_len = wanted;
     uint64_t h = HASH_START;
-    for (size_t len = 1; key[len - 1] != '\0' && len < 256; ++len) {
-        h = hash_step(h, static_cast<unsigned char>(key[len - 1]));
-        if (!(lengths[len / 64] & (uint64_t(1) << (len % 64))))
-            continue;
+    size_t hashed = 0;
+    for (uint32_t len : lengths) {
+        if (len > key_len)
+            break;
+        for (; hashed < len; ++hashed)
+            h = hash_step(h, static_cast<unsigned char>(key[hashed]));
         for (size_t s = h & mask; slots[s].piece != 0; s = (s + 1) & mask) {
             const Piece& p = pieces[slots[s].piece - 1];
             if (slots[s].hash == h && p.key_length == len && memcmp(text.data() + p.start + p.key_start, key, len) == 0) {
@@ -289,13 +364,17 @@ bool read_all(int fd, std::string& out)
 
 File& file_for(const char* name)
 {
+    for (File* f : g_files)
+        if (strcmp(f->name.c_str(), name) == 0)
+            return *f;
     char path[NAME_SIZE];
     snprintf(path, sizeof path, "%s/%s", CONF_DIR, name);  // the doubled slash is harmless
     std::string host = dev_path(path);
     for (File* f : g_files)
         if (f->host == host)
-            return *f;
+            return *f;  // another name that the 64-byte path cuts to the same file
     g_files.push_back(new File);
+    g_files.back()->name = name;
     g_files.back()->host = host;
     return *g_files.back();
 }
@@ -387,13 +466,9 @@ public:
             if (std::find(lengths_.begin(), lengths_.end(), k.size()) == lengths_.end())
                 lengths_.push_back(k.size());
     }
-    bool matches(const char* s, size_t length) const
+    // whether a key part (a setting's text up to its first "=") begins with a key
+    bool begins(const char* s, size_t key_part) const
     {
-        size_t usable = strnlen(s, length);
-        if (usable < 2 || s[0] == '#')
-            return false;
-        const char* eq = static_cast<const char*>(memchr(s, '=', usable));
-        size_t key_part = eq ? size_t(eq - s) : usable;
         for (size_t len : lengths_)
             if (len <= key_part && std::binary_search(sorted_.begin(), sorted_.end(), std::string_view(s, len)))
                 return true;
@@ -417,35 +492,135 @@ void copy_line(std::string& out, const char* s, size_t length)
     }
 }
 
-// The text with change made to it.
-void apply(std::string& text, const Change& change)
+// Whether the key part of a line (its text up to the first "=") begins with
+// <name>_<i>_<field> for an i from 1 to count.
+bool begins_entry(const char* s, size_t key_part, const Change& c)
 {
-    if (change.kind == Change::ADD) {
-        append_line(text, change.keys[0].c_str(), change.value.c_str());
-        return;
+    const size_t n = c.name.size(), f = c.field.size();
+    if (key_part < n + 3 + f || memcmp(s, c.name.data(), n) != 0 || s[n] != '_' || s[n + 1] == '0')
+        return false;
+    size_t at = n + 1;
+    int number = 0;
+    while (at < key_part && at - n - 1 < 3 && s[at] >= '0' && s[at] <= '9')
+        number = number * 10 + (s[at++] - '0');
+    return at > n + 1 && number <= c.count && key_part - at >= f + 1 && s[at] == '_' &&
+           memcmp(s + at + 1, c.field.data(), f) == 0;
+}
+
+// A change, ready to be tried on lines.
+struct Matcher {
+    const Change* change;
+    bool first[256];  // the first characters of the lines it can match
+    KeyMatcher keys;
+    explicit Matcher(const Change& c) : change(&c), first(), keys(c.keys)
+    {
+        if (c.kind == Change::DELETE_ENTRIES)
+            first[static_cast<unsigned char>(c.name[0])] = true;
+        for (const std::string& k : c.keys)
+            first[static_cast<unsigned char>(k[0])] = true;
     }
-    const KeyMatcher matcher(change.keys);
+    // s: a setting's line (at least 2 characters, not a comment) whose key
+    // part (the text up to the first "=") is key_part characters long
+    bool hits(const char* s, size_t key_part) const
+    {
+        if (!first[static_cast<unsigned char>(s[0])])
+            return false;
+        if (change->kind == Change::DELETE_ENTRIES)
+            return begins_entry(s, key_part, *change);
+        if (change->keys.size() == 1) {
+            const std::string& k = change->keys[0];
+            return key_part >= k.size() && memcmp(s, k.data(), k.size()) == 0;
+        }
+        return keys.begins(s, key_part);
+    }
+};
+
+// What the changes from, in order, leave of a line: the line as it is (s
+// itself), a line a setting wrote instead, or none (deleted).
+const char* through(const std::vector<Matcher>& matchers, size_t from, const char* s, size_t& length)
+{
+    size_t key_part = SIZE_MAX;  // of s; not a setting's line: 0
+    for (size_t j = from; j < matchers.size(); ++j) {
+        const Matcher& m = matchers[j];
+        if (m.change->kind == Change::ADD || !m.first[static_cast<unsigned char>(s[0])])
+            continue;
+        if (key_part == SIZE_MAX) {
+            size_t usable = strnlen(s, length < PIECE ? length : PIECE);
+            const char* eq = static_cast<const char*>(memchr(s, '=', usable));
+            key_part = usable < 2 || s[0] == '#' ? 0 : eq ? size_t(eq - s) : usable;
+        }
+        if (key_part == 0 || !m.hits(s, key_part))
+            continue;
+        if (m.change->kind != Change::SET)
+            return nullptr;  // the whole line goes, continuation included
+        s = m.change->lines.data();
+        length = m.change->lines.size();
+        key_part = SIZE_MAX;
+    }
+    return s;
+}
+
+// The text with changes[from, end) made to it, in one pass: every line goes
+// through the changes in their order, and the lines that a change appends go
+// through the changes after it.
+void apply(std::string& text, const std::vector<Change>& changes, size_t from)
+{
+    if (from >= changes.size())
+        return;
+    std::vector<Matcher> matchers;
+    matchers.reserve(changes.size() - from);
+    bool adds = false;
+    for (size_t j = from; j < changes.size(); ++j) {
+        matchers.emplace_back(changes[j]);
+        adds = adds || changes[j].kind == Change::ADD;
+    }
+    // without zero bytes a line that stays is copied as it is: stretches of them at once
+    const bool zeros = memchr(text.data(), '\0', text.size()) != nullptr;
     std::string out;
     out.reserve(text.size() + PIECE);
+    size_t kept = 0;  // text[kept, at) is still to be copied
     for (size_t at = 0, end; at < text.size(); at = end) {
         each_line(text, at, end);
         const char* s = text.data() + at;
-        size_t first = end - at < PIECE ? end - at : PIECE;
-        if (matcher.matches(s, first)) {
-            if (change.kind == Change::SET)
-                append_line(out, change.keys[0].c_str(), change.value.c_str());
-            continue;  // the whole line goes, continuation included
+        size_t length = end - at;
+        const char* left = through(matchers, 0, s, length);
+        if (left == s && !zeros)
+            continue;
+        out.append(text, kept, at - kept);
+        kept = end;
+        if (left == s)
+            copy_line(out, s, length);
+        else if (left)
+            out.append(left, length);
+    }
+    out.append(text, kept, text.size() - kept);
+    for (size_t j = 0; adds && j < matchers.size(); ++j) {
+        if (matchers[j].change->kind != Change::ADD)
+            continue;
+        const std::string& lines = matchers[j].change->lines;
+        for (size_t at = 0, end; at < lines.size(); at = end) {
+            each_line(lines, at, end);
+            size_t length = end - at;
+            if (const char* left = through(matchers, j + 1, lines.data() + at, length))
+                out.append(left, length);
         }
-        copy_line(out, s, end - at);
     }
     text.swap(out);
 }
 
+// The file's text with all of the request's changes in it.
+void materialize(File& f)
+{
+    if (f.applied == f.changes.size())
+        return;
+    apply(f.text, f.changes, f.applied);
+    f.applied = f.changes.size();
+    f.changed();
+}
+
 void record(File& f, Change&& change)
 {
-    apply(f.text, change);
     f.changes.push_back(std::move(change));
-    f.changed();
     if (!g_exit_hook) {
         g_exit_hook = true;
         atexit(conf_flush);
@@ -475,9 +650,9 @@ void flush(File& f)
     bool ok = read_all(f.fd, now);
     if (ok && now != f.base) {  // another request changed it: the changes again, on top
         f.text = now;
-        for (const Change& c : f.changes)
-            apply(f.text, c);
+        f.applied = 0;
     }
+    materialize(f);
     ok = ok && write_all(f.fd, f.text) && (f.text.size() >= now.size() || ftruncate(f.fd, off_t(f.text.size())) == 0);
     int err = errno;
     lock(f.fd, LOCK_UN);
@@ -485,21 +660,43 @@ void flush(File& f)
         aux_error("in file conf line 151", err);
     f.base = f.text;
     f.changes.clear();
-    f.changed();
+    f.applied = 0;
 }
 
-void copy_cut(char* out, size_t size, const std::string& text)
+// "%s_%d_%s" of name, i (1 to 99) and field, cut to 63 characters.
+void entry_key(char (&key)[NAME_SIZE], const char* name, int i, const char* field)
 {
-    size_t len = text.size() < size - 1 ? text.size() : size - 1;
-    memcpy(out, text.data(), len);
-    out[len] = '\0';
+    char digits[2];
+    size_t n = 0;
+    if (i >= 10)
+        digits[n++] = char('0' + i / 10 % 10);
+    digits[n++] = char('0' + i % 10);
+    size_t at = 0;
+    auto put = [&](const char* text, size_t len) {
+        if (len > sizeof key - 1 - at)
+            len = sizeof key - 1 - at;
+        memcpy(key + at, text, len);
+        at += len;
+    };
+    put(name, strlen(name));
+    put("_", 1);
+    put(digits, n);
+    put("_", 1);
+    put(field, strlen(field));
+    key[at] = '\0';
 }
 
-void cut_key(char (&key)[NAME_SIZE], const char* wanted) { snprintf(key, sizeof key, "%s", wanted); }
+void cut_key(char (&key)[NAME_SIZE], const char* wanted)
+{
+    size_t len = strnlen(wanted, NAME_SIZE - 1);
+    memcpy(key, wanted, len);
+    key[len] = '\0';
+}
 
 // The value of the first line answering key, if any.
-bool lookup(File& f, const char* key, std::string& value)
+bool lookup(File& f, const char* key, Text& value, std::string& joined)
 {
+    materialize(f);
     if (!f.indexed)
         f.index();
     const Piece* p = f.find(key);
@@ -510,8 +707,66 @@ bool lookup(File& f, const char* key, std::string& value)
     const char* after = s + p->key_start + p->key_length;
     if (after < end)
         ++after;  // past the "="
-    line_text(after, end, value);
+    value = line_text(after, end, joined);
     return true;
+}
+
+// The first line answering each of the keys NAME_i_FIELD, i from 1 to
+// count, found in one pass over the file's lines: a line's key is a prefix of
+// NAME_i_FIELD for every i when it is a prefix of "NAME_"; for the i whose
+// digits it begins with when it is "NAME_" and digits; for the one i it names
+// when "NAME_<i>" is followed by the start of "_FIELD".
+void list_lines(File& f, const std::string& name, const std::string& field, int count, std::vector<const Piece*>& first)
+{
+    materialize(f);
+    if (!f.indexed)
+        f.index();
+    first.assign(size_t(count) + 1, nullptr);
+    const std::string head = name + "_", tail = "_" + field;
+    int left = count;
+    for (const Piece& p : f.pieces) {
+        if (!p.has_key || left == 0)
+            continue;
+        const char* k = f.text.data() + p.start + p.key_start;
+        const size_t len = p.key_length;
+        int from = 1, to = 0;  // the entries this line answers: [from, to]
+        if (len <= head.size()) {
+            if (memcmp(k, head.data(), len) == 0)
+                to = count;
+        } else if (memcmp(k, head.data(), head.size()) == 0) {
+            size_t d = head.size(), digits_end = d;
+            while (digits_end < len && digits_end - d < 3 && k[digits_end] >= '0' && k[digits_end] <= '9')
+                ++digits_end;
+            size_t digits = digits_end - d;
+            int number = 0;
+            for (size_t j = d; j < digits_end; ++j)
+                number = number * 10 + (k[j] - '0');
+            if (digits == 0 || k[d] == '0') {
+                // no entry's number is written so
+            } else if (digits_end == len) {  // digits only: every i written with them first
+                if (digits == 1) {
+                    from = to = number;
+                    for (int i = number * 10; i < number * 10 + 10 && i <= count; ++i)
+                        if (!first[size_t(i)]) {
+                            first[size_t(i)] = &p;
+                            --left;
+                        }
+                } else if (digits == 2) {
+                    from = to = number;
+                }
+            } else if (digits <= 2 && len - digits_end <= tail.size() &&
+                       memcmp(k + digits_end, tail.data(), len - digits_end) == 0) {
+                from = to = number;
+            }
+        }
+        if (to > count)
+            to = count;
+        for (int i = from; i <= to; ++i)
+            if (!first[size_t(i)]) {
+                first[size_t(i)] = &p;
+                --left;
+            }
+    }
 }
 
 void command_starts()
@@ -557,9 +812,13 @@ char* conf_get(const char* wanted, char* out, size_t size, const char* file)
     }
     char key[NAME_SIZE];
     cut_key(key, wanted);
-    std::string value;
-    if (lookup(f, key, value))
-        copy_cut(out, size, value);
+    Text value;
+    std::string joined;
+    if (lookup(f, key, value, joined)) {
+        size_t len = value.size < size - 1 ? value.size : size - 1;
+        memcpy(out, value.data, len);
+        out[len] = '\0';
+    }
     return out;
 }
 
@@ -574,7 +833,12 @@ bool conf_find(const char* wanted, std::string& value, const char* file)
         return false;
     char key[NAME_SIZE];
     cut_key(key, wanted);
-    return lookup(f, key, value);
+    Text text;
+    std::string joined;
+    if (!lookup(f, key, text, joined))
+        return false;
+    value.assign(text.data, text.size);
+    return true;
 }
 
 std::string conf_value(const char* key, const char* file, size_t max)
@@ -592,7 +856,9 @@ int conf_add(const char* wanted, const char* value, const char* file)
     File& f = file_for(file ? file : "");
     if (!writable(f, true, "in file conf line 80"))
         return -1;
-    record(f, Change{Change::ADD, {key}, value ? value : ""});
+    Change change{Change::ADD, {}, "", "", "", 0};
+    append_line(change.lines, key, value ? value : "");
+    record(f, std::move(change));
     return 0;
 }
 
@@ -608,11 +874,101 @@ int conf_set(const char* wanted, const char* value, const char* file)
     File& f = file_for(file);
     if (!writable(f, false, nullptr))
         return -1;
-    record(f, Change{value ? Change::SET : Change::DELETE, {key}, value ? value : ""});
+    Change change{value ? Change::SET : Change::DELETE, {key}, "", "", "", 0};
+    if (value)
+        append_line(change.lines, key, value);
+    record(f, std::move(change));
     return 0;
 }
 
 int conf_delete(const char* key, const char* file) { return conf_set(key, nullptr, file); }
+
+int conf_delete_entries(const char* name, const char* field, int count, const char* file)
+{
+    if (count <= 0)
+        return 0;
+    const std::string longest = std::string(name) + "_99_" + field;
+    if (!file || longest.size() >= NAME_SIZE) {  // keys the store cuts: one by one
+        std::vector<std::string> keys;
+        for (int i = 1; i <= count; ++i) {
+            char key[NAME_SIZE];
+            entry_key(key, name, i, field);
+            keys.push_back(key);
+        }
+        return conf_delete_all(keys, file);
+    }
+    dev_before_command(command_starts);
+    File& f = file_for(file);
+    if (!writable(f, false, nullptr)) {  // each delete would report
+        for (int i = 1; i < count; ++i)
+            writable(f, false, nullptr);
+        return -1;
+    }
+    record(f, Change{Change::DELETE_ENTRIES, {}, "", name, field, count});
+    return 0;
+}
+
+int conf_add_entries(const char* name, const char* field, const std::vector<const char*>& values, const char* file)
+{
+    dev_before_command(command_starts);
+    File& f = file_for(file ? file : "");
+    if (!writable(f, true, "in file conf line 80")) {  // each add would report
+        for (size_t i = 1; i < values.size(); ++i)
+            writable(f, true, "in file conf line 80");
+        return -1;
+    }
+    Change change{Change::ADD, {}, "", "", "", 0};
+    for (size_t i = 0; i < values.size(); ++i) {
+        char key[NAME_SIZE];
+        entry_key(key, name, int(i + 1), field);
+        append_line(change.lines, key, values[i]);
+    }
+    record(f, std::move(change));
+    return 0;
+}
+
+void conf_list_values(const char* name, const char* field, int count, const char* file,
+                      void (*each)(void* to, const char* value, size_t len), void* to)
+{
+    // keys longer than the store keeps are cut: those go one by one
+    const std::string longest = std::string(name) + "_99_" + field;
+    if (count <= 0 || longest.size() >= NAME_SIZE) {
+        for (int i = 1; i <= count; ++i) {
+            char key[NAME_SIZE], value[CONF_VALUE_SIZE];
+            entry_key(key, name, i, field);
+            conf_get(key, value, sizeof value, file);
+            each(to, value, strlen(value));
+        }
+        return;
+    }
+    dev_before_command(command_starts);
+    File& f = file_for(file);
+    if (!load(f)) {
+        for (int i = 1; i <= count; ++i) {
+            aux_error("in file conf line 36", f.error);
+            each(to, "", 0);
+        }
+        return;
+    }
+    std::vector<const Piece*> first;
+    list_lines(f, name, field, count, first);
+    std::string joined;
+    for (int i = 1; i <= count; ++i) {
+        const Piece* p = first[size_t(i)];
+        if (!p) {
+            each(to, "", 0);
+            continue;
+        }
+        const char* s = f.text.data() + p->start;
+        const char* end = s + strnlen(s, p->length);
+        const char* after = s + p->key_start + p->key_length;
+        if (after < end)
+            ++after;
+        Text value = line_text(after, end, joined);
+        size_t len = value.size < CONF_VALUE_SIZE - 1 ? value.size : CONF_VALUE_SIZE - 1;
+        each(to, value.data, len);
+    }
+}
 
 int conf_delete_all(const std::vector<std::string>& keys, const char* file)
 {
@@ -631,7 +987,7 @@ int conf_delete_all(const std::vector<std::string>& keys, const char* file)
             writable(f, false, nullptr);
         return -1;
     }
-    Change change{Change::DELETE, {}, ""};
+    Change change{Change::DELETE, {}, "", "", "", 0};
     for (const std::string& k : keys) {
         char key[NAME_SIZE];
         cut_key(key, k.c_str());

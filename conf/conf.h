@@ -25,6 +25,15 @@ int conf_add(const char* key, const char* value, const char* file);
 // value none: every matching line is removed.
 int conf_set(const char* key, const char* value, const char* file);
 int conf_delete(const char* key, const char* file);
+// conf_get of "<name>_<i>_<field>" for i from 1 to count, in one pass over
+// the file: each value (as conf_get gives it, at most 255 characters) is
+// handed to each in turn.
+void conf_list_values(const char* name, const char* field, int count, const char* file,
+                      void (*each)(void* to, const char* value, size_t len), void* to);
+// conf_delete of "<name>_<i>_<field>" for i from 1 to count, and conf_add of
+// "<name>_<k>_<field>" with the k-th value, each in one pass.
+int conf_delete_entries(const char* name, const char* field, int count, const char* file);
+int conf_add_entries(const char* name, const char* field, const std::vector<const char*>& values, const char* file);
 // conf_delete of every key, in one pass over the file (a list's entries).
 int conf_delete_all(const std::vector<std::string>& keys, const char* file);
 

@@ -5,12 +5,6 @@
 #include "conf/conf.h"
 #include "render/escape.h"
 
-namespace {
-void entry_key(char (&key)[64], const char* name, int i, const char* field)
-{
-    snprintf(key, sizeof key, "%s_%d_%s", name, i, field);
-}
-}  // namespace
 
 int conf_list_count(const char* name, const char* file)
 {
@@ -18,6 +12,25 @@ int conf_list_count(const char* name, const char* file)
     snprintf(key, sizeof key, "%s_N", name);
     return atoi(conf_value(key, file).c_str());
 }
+
+namespace {
+struct Rendered {
+    std::string* options;
+    std::string* list;
+    size_t max;
+};
+void render_entry(void* to, const char* value, size_t len)
+{
+    Rendered& r = *static_cast<Rendered*>(to);
+    if (len > r.max)
+        len = r.max;
+    *r.options += "\n      <option>";
+    html_escape_append(*r.options, value, len);
+    *r.options += "</option>";
+    html_escape_append(*r.list, value, len);
+    *r.list += ' ';
+}
+}  // namespace
 
 int conf_list_options(const char* name, const char* field, std::string& options, std::string& list,
                       const char* file, size_t value_max)
@@ -31,19 +44,10 @@ int conf_list_options(const char* name, const char* field, std::string& options,
         return count;
     if (count > CONF_LIST_MAX)
         count = CONF_LIST_MAX;
-    char value[CONF_VALUE_SIZE];
-    size_t size = value_max + 1 < sizeof value ? value_max + 1 : sizeof value;
-    for (int i = 1; i <= count; ++i) {
-        char key[64];
-        entry_key(key, name, i, field);
-        conf_get(key, value, size, file);
-        size_t len = strlen(value);
-        options += "\n      <option>";
-        html_escape_append(options, value, len);
-        options += "</option>";
-        html_escape_append(list, value, len);
-        list += ' ';
-    }
+    options.reserve(size_t(count) * (24 + value_max));
+    list.reserve(size_t(count) * (1 + value_max));
+    Rendered to{&options, &list, value_max < CONF_VALUE_SIZE - 1 ? value_max : CONF_VALUE_SIZE - 1};
+    conf_list_values(name, field, count, file, render_entry, &to);
     return int(list.size());
 }
 
@@ -51,28 +55,19 @@ int conf_list_add(const char* name, const char* field, char* text, const char* f
 {
     if (!text || strlen(text) < 2)
         return 0;
-    int added = 0;
+    std::vector<const char*> words;
     char* save = nullptr;
-    for (char* word = strtok_r(text, " ", &save); word && added < CONF_LIST_MAX;
-         word = strtok_r(nullptr, " ", &save)) {
-        char key[64];
-        entry_key(key, name, ++added, field);
-        conf_add(key, word, file);
-    }
-    return added;
+    for (char* word = strtok_r(text, " ", &save); word && words.size() < size_t(CONF_LIST_MAX);
+         word = strtok_r(nullptr, " ", &save))
+        words.push_back(word);
+    if (!words.empty())
+        conf_add_entries(name, field, words, file);
+    return int(words.size());
 }
 
 void conf_list_clear(const char* name, const char* field, int count, const char* file)
 {
-    if (count > CONF_LIST_MAX)
-        count = CONF_LIST_MAX;
-    std::vector<std::string> keys;
-    for (int i = 1; i <= count; ++i) {
-        char key[64];
-        entry_key(key, name, i, field);
-        keys.push_back(key);
-    }
-    conf_delete_all(keys, file);
+    conf_delete_entries(name, field, count > CONF_LIST_MAX ? CONF_LIST_MAX : count, file);
 }
 
 int conf_list_store(const char* name, const char* field, int old_count, const char* text, const char* file)

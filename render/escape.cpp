@@ -5,24 +5,81 @@
 
 #include "render/tmpl.h"
 
-void html_escape_append(std::string& out, const char* text, size_t len)
+namespace {
+
+// The entity of each character that needs one (none: 0).
+struct Entities {
+    const char* of[256] = {};
+    unsigned char size[256] = {};
+    Entities()
+    {
+        set('&', "&amp;");
+        set('<', "&lt;");
+        set('>', "&gt;");
+        set('"', "&quot;");
+        set('\'', "&#39;");
+    }
+    void set(unsigned char c, const char* entity)
+    {
+        of[c] = entity;
+        size[c] = static_cast<unsigned char>(strlen(entity));
+    }
+};
+const Entities ENTITIES;
+
+}  // namespace
+
+size_t html_escaped_size(const char* text, size_t len)
+{
+    size_t size = len;
+    for (size_t i = 0; i < len; ++i) {
+        unsigned char c = static_cast<unsigned char>(text[i]);
+        if (ENTITIES.of[c])
+            size += ENTITIES.size[c] - 1;
+    }
+    return size;
+}
+
+char* html_escape_to(char* out, const char* text, size_t len)
 {
     const char* end = text + len;
+    if (len <= 16) {  // a short text, character by character
+        for (; text < end; ++text) {
+            unsigned char c = static_cast<unsigned char>(*text);
+            if (!ENTITIES.of[c]) {
+                *out++ = *text;
+                continue;
+            }
+            memcpy(out, ENTITIES.of[c], ENTITIES.size[c]);
+            out += ENTITIES.size[c];
+        }
+        return out;
+    }
     while (text < end) {
         const char* plain = text;
-        while (text < end && *text != '&' && *text != '<' && *text != '>' && *text != '"' && *text != '\'')
+        while (text < end && !ENTITIES.of[static_cast<unsigned char>(*text)])
             ++text;
-        out.append(plain, size_t(text - plain));
+        memcpy(out, plain, size_t(text - plain));
+        out += text - plain;
         if (text == end)
             break;
-        switch (*text++) {
-        case '&': out += "&amp;"; break;
-        case '<': out += "&lt;"; break;
-        case '>': out += "&gt;"; break;
-        case '"': out += "&quot;"; break;
-        default: out += "&#39;"; break;
-        }
+        unsigned char c = static_cast<unsigned char>(*text++);
+        memcpy(out, ENTITIES.of[c], ENTITIES.size[c]);
+        out += ENTITIES.size[c];
     }
+    return out;
+}
+
+void html_escape_append(std::string& out, const char* text, size_t len)
+{
+    size_t size = html_escaped_size(text, len);
+    if (size == len) {
+        out.append(text, len);
+        return;
+    }
+    size_t at = out.size();
+    out.resize(at + size);
+    html_escape_to(&out[at], text, len);
 }
 
 std::string html_escape(const char* text)

@@ -11,6 +11,10 @@
 // Appends the first len bytes of text to out, escaped: & < > " ' become
 // &amp; &lt; &gt; &quot; &#39;.
 void html_escape_append(std::string& out, const char* text, size_t len);
+// The size of the escaped text, and the escaped text written at out (room for
+// that size); returns the end of what was written.
+size_t html_escaped_size(const char* text, size_t len);
+char* html_escape_to(char* out, const char* text, size_t len);
 std::string html_escape(const char* text);
 
 // tmpl_replace with the text escaped: the way to put a value into a page.

@@ -53,19 +53,34 @@ bool match_stored_prefix(const char* stored, const char* value)
 
 std::string option_list(const Option* rows, size_t count, const char* stored, const OptionStyle& style)
 {
+    // "\n<indent><option value=\"v\"<gap><mark or nothing>>label</option>", written row by row
+    // into room made for the row's longest form (every character an entity)
+    std::string open = std::string("\n") + style.indent + "<option value=\"";
+    std::string plain = std::string("\"") + style.gap + ">";
+    std::string chosen = std::string("\"") + style.gap + style.mark + ">";
+    static const char CLOSE[] = "</option>";
     std::string out;
+    out.reserve(count * (open.size() + chosen.size() + sizeof CLOSE + 24));
+    size_t used = 0;
+    auto put = [](char* w, const char* text, size_t len) {
+        memcpy(w, text, len);
+        return w + len;
+    };
     for (size_t i = 0; i < count; ++i) {
-        out += '\n';
-        out += style.indent;
-        out += "<option value=\"";
-        html_escape_append(out, rows[i].value, strlen(rows[i].value));
-        out += '"';
-        out += style.gap;
-        out += mark_if(style.match(stored, rows[i].value), style.mark);
-        out += '>';
-        html_escape_append(out, rows[i].label, strlen(rows[i].label));
-        out += "</option>";
+        const size_t lv = strlen(rows[i].value), ll = strlen(rows[i].label);
+        const std::string& after = style.match(stored, rows[i].value) ? chosen : plain;
+        const size_t most = open.size() + 6 * (lv + ll) + after.size() + sizeof CLOSE;
+        if (out.size() < used + most)
+            out.resize(used + most + out.capacity());
+        char* w = &out[used];
+        w = put(w, open.data(), open.size());
+        w = html_escape_to(w, rows[i].value, lv);
+        w = put(w, after.data(), after.size());
+        w = html_escape_to(w, rows[i].label, ll);
+        w = put(w, CLOSE, sizeof CLOSE - 1);
+        used = size_t(w - &out[0]);
     }
+    out.resize(used);
     return out;
 }
 

@@ -6,6 +6,9 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <string>
+#include <string_view>
+#include <vector>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +27,20 @@ size_t g_owned_size = 0;
 size_t g_owned_len = 0;
 char* g_spare = nullptr;
 size_t g_spare_size = 0;
+
+// Replacements not made yet (see make_pending).
+struct Pending {
+    std::string_view mark;  // in marks
+    std::string text;
+};
+std::vector<Pending> g_pending;
+std::string g_marks;  // the waiting placeholders' texts, one after another
+
+void drop_pending()
+{
+    g_pending.clear();
+    g_marks.clear();
+}
 
 void forget_buffers()
 {
@@ -122,6 +139,7 @@ int tmpl_load(const char* path)
     char* text = read_whole(path, "in file tmpl line 25", "in file tmpl line 38", &size);
     if (!text)
         return -1;
+    drop_pending();
     free(g_request.page);
     g_request.page = text;
     g_owned = text;
@@ -177,9 +195,8 @@ size_t find_joined(const char* a, size_t a_len, const char* b, size_t b_len, siz
     return SIZE_MAX;
 }
 
-}  // namespace
-
-void tmpl_replace(const char* placeholder, const char* text)
+// The exact rule, applied to the page at once.
+void replace_now(const char* placeholder, const char* text)
 {
     char* page = g_request.page;
     if (!placeholder || !text || !page || !*placeholder)
@@ -256,8 +273,185 @@ void tmpl_replace(const char* placeholder, const char* text)
     g_owned_len = out.len;
 }
 
+// Replacements of the usual kind wait and are made together, in one pass over
+// the page, when the page is next looked at (printed, searched, handed out):
+// a placeholder "{NAME}" (braces only at its ends) by a text without "{". Made
+// in one pass they give what making them one after another gives, provided no
+// occurrence of a waiting placeholder can arise from them: one would have to
+// start at a "{" of the page itself (no waiting text holds one) that stands
+// before a replaced occurrence and is followed up to it only by the start of
+// a waiting placeholder. Such a "{" is looked for before each occurrence;
+// where there is one, the replacements are made one after another.
+
+bool plain_mark(const char* mark, size_t len)
+{
+    if (len < 2 || mark[0] != '{' || mark[len - 1] != '}')
+        return false;
+    for (size_t i = 1; i + 1 < len; ++i)
+        if (mark[i] == '{' || mark[i] == '}')
+            return false;
+    return true;
+}
+
+// The waiting replacements by mark: an open-addressing table of indexes into
+// g_pending (the first of a mark only: a later one finds none left).
+struct PendingIndex {
+    std::vector<int> slots;
+    static size_t hash(const char* s, size_t len)
+    {
+        // a placeholder's length and the characters inside its braces at both ends
+        return len * 131 + static_cast<unsigned char>(s[1]) * 31 + static_cast<unsigned char>(s[len - 2]) +
+               static_cast<unsigned char>(s[len / 2]) * 7;
+    }
+    void build()
+    {
+        size_t size = 16;
+        while (size < g_pending.size() * 2)
+            size *= 2;
+        slots.assign(size, -1);
+        for (size_t i = 0; i < g_pending.size(); ++i) {
+            const std::string_view m = g_pending[i].mark;
+            for (size_t s = hash(m.data(), m.size()) & (size - 1);; s = (s + 1) & (size - 1)) {
+                if (slots[s] < 0) {
+                    slots[s] = int(i);
+                    break;
+                }
+                if (g_pending[size_t(slots[s])].mark == m)
+                    break;
+            }
+        }
+    }
+    const Pending* find(const char* mark, size_t len) const
+    {
+        const size_t mask = slots.size() - 1;
+        for (size_t s = hash(mark, len) & mask; slots[s] >= 0; s = (s + 1) & mask) {
+            const std::string_view m = g_pending[size_t(slots[s])].mark;
+            if (m.size() == len && memcmp(m.data(), mark, len) == 0)
+                return &g_pending[size_t(slots[s])];
+        }
+        return nullptr;
+    }
+};
+
+// Whether page[from, at) could begin a waiting placeholder.
+bool starts_a_mark(const char* from, size_t len)
+{
+    for (const Pending& p : g_pending)
+        if (p.mark.size() > len && memcmp(p.mark.data(), from, len) == 0)
+            return true;
+    return false;
+}
+
+void make_pending()
+{
+    if (g_pending.empty())
+        return;
+    std::vector<Pending> pending;
+    pending.swap(g_pending);
+    struct Forget {  // the marks of what waited, once made
+        ~Forget() { g_marks.clear(); }
+    } forget;
+    char* page = g_request.page;
+    if (!page || page != g_owned)
+        return;  // the page was put in place by other means: they were for another
+    size_t longest = 0;
+    for (const Pending& p : pending)
+        longest = p.mark.size() > longest ? p.mark.size() : longest;
+    g_pending.swap(pending);  // looked up while the page is rebuilt
+    PendingIndex index;
+    index.build();
+
+    const size_t n = g_owned_len;
+    Text out{g_spare, g_spare_size, 0};
+    bool failed = !out.reserve(n + 1), safe = true, any = false;
+    size_t copied = 0;
+    // the "{" before the current one, and the "}" that follows it (none within reach: null)
+    const char* prev_open = nullptr;
+    const char* prev_close = nullptr;
+    for (const char* p = page; !failed && safe;) {
+        p = static_cast<const char*>(memchr(p, '{', n - size_t(p - page)));
+        if (!p)
+            break;
+        size_t left = n - size_t(p - page);
+        const char* close = static_cast<const char*>(memchr(p + 1, '}', (left < longest ? left : longest) - 1));
+        const Pending* hit = close ? index.find(p, size_t(close - p) + 1) : nullptr;
+        if (hit) {
+            // a "{" shortly before it, with no brace up to it, that starts a waiting placeholder
+            if (prev_open && size_t(p - prev_open) < longest - 1 && (!prev_close || prev_close > p))
+                safe = !starts_a_mark(prev_open, size_t(p - prev_open));
+            if (!safe)
+                break;
+            failed = !out.append(page + copied, size_t(p - page) - copied) ||
+                     !out.append(hit->text.data(), hit->text.size());
+            copied = size_t(close - page) + 1;
+            any = true;
+        }
+        prev_open = p;
+        prev_close = close;
+        ++p;
+    }
+    pending.swap(g_pending);
+    if (!safe || failed) {  // one after another
+        g_spare = out.data;
+        g_spare_size = out.size;
+        for (const Pending& p : pending)
+            replace_now(std::string(p.mark).c_str(), p.text.c_str());
+        return;
+    }
+    if (!any) {
+        g_spare = out.data;
+        g_spare_size = out.size;
+        return;
+    }
+    failed = !out.append(page + copied, n - copied);
+    if (failed) {
+        g_spare = out.data;
+        g_spare_size = out.size;
+        return;
+    }
+    out.data[out.len] = '\0';
+    g_spare = page;
+    g_spare_size = g_owned_size;
+    g_request.page = out.data;
+    g_owned = out.data;
+    g_owned_size = out.size;
+    g_owned_len = out.len;
+}
+
+}  // namespace
+
+void tmpl_replace(const char* placeholder, const char* text)
+{
+    char* page = g_request.page;
+    if (!placeholder || !text || !page || !*placeholder)
+        return;
+    if (page != g_owned) {
+        drop_pending();
+        replace_now(placeholder, text);
+        return;
+    }
+    const size_t m = strlen(placeholder);
+    if (plain_mark(placeholder, m) && !strchr(text, '{')) {
+        if (g_pending.empty()) {
+            g_pending.reserve(64);
+            g_marks.reserve(64 * 24);
+        }
+        if (g_marks.size() + m > g_marks.capacity()) {  // the views must stay: make what waits first
+            make_pending();
+            g_marks.clear();
+        }
+        size_t at = g_marks.size();
+        g_marks.append(placeholder, m);
+        g_pending.push_back(Pending{std::string_view(g_marks.data() + at, m), text});
+        return;
+    }
+    make_pending();
+    replace_now(placeholder, text);
+}
+
 int tmpl_insert_file(const char* placeholder, const char* path)
 {
+    make_pending();
     if (!g_request.page || !placeholder || !strstr(g_request.page, placeholder))
         return 0;
     size_t size = 0;
@@ -271,6 +465,7 @@ int tmpl_insert_file(const char* placeholder, const char* path)
 
 void tmpl_print()
 {
+    make_pending();
     const char* page = g_request.page;
     if (!page)
         return;
@@ -291,9 +486,14 @@ void tmpl_print()
 
 void tmpl_free()
 {
+    drop_pending();
     free(g_request.page);
     g_request.page = nullptr;
     forget_buffers();
 }
 
-const char* tmpl_page() { return g_request.page; }
+const char* tmpl_page()
+{
+    make_pending();
+    return g_request.page;
+}
