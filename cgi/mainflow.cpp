@@ -13,6 +13,7 @@
 #include "device/device.h"
 #include "render/aux.h"
 #include "render/escape.h"
+#include "render/outcome.h"
 #include "render/tmpl.h"
 
 namespace {
@@ -118,9 +119,15 @@ int gwadmin_main(int argc, char** argv)
         http_free();
         return 0;
     }
-    if (dispatch(item, act, step) == 0)
+    int result = dispatch(item, act, step);
+    // What the apply's tools did; a result page without tool steps shows
+    // nothing there.
+    if (act || outcome_recorded())
+        outcome_fill();
+    if (result == 0)
         tmpl_print();
     tmpl_free();
+    outcome_reset();
     http_free();
 
     if (item == ITEM_RESTART && act) {

@@ -9,6 +9,7 @@
 #include "pages/pages.h"
 #include "render/aux.h"
 #include "render/escape.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -28,6 +29,14 @@ const Option MODES[] = {{"static", "static"}, {"dhcp", "dhcp"}};
 const OptionStyle MODE_STYLE = {"    ", "", " selected", match_stored_prefix};
 
 const char* const INTERFACES[] = {"ETH0", "ETH1"};
+
+// The password is hashed by the device's tool; the result page says how it went.
+const Advice PASSWORD_AGAIN = {
+    "The previous password is still valid. Enter the new one again (at most 16 characters) and apply.",
+    "Es gilt weiter das bisherige Kennwort. Geben Sie das neue erneut ein (höchstens 16 Zeichen) und übernehmen "
+    "Sie."};
+const Step SET_PASSWORD = {{"Set the new administrator password", "Neues Administratorkennwort setzen"},
+                           &PASSWORD_AGAIN};
 
 // An interface's field, key or placeholder name: "IP_" + "ETH0" + "_TYPE".
 std::string name(const char* before, const char* iface, const char* after)
@@ -87,8 +96,12 @@ int cbasis_act()
     const char* repeated = http_var("KennwortRe");
     if (*password && strcmp(password, repeated) == 0) {
         char hash[64] = {0};
-        if (aux_cryptpw(password, hash, sizeof hash) == 0)
+        if (aux_cryptpw(password, hash, sizeof hash) == 0) {
             conf_set("SYSTEM_USER_PASS", hash, SYSTEM);
+            outcome_step(SET_PASSWORD, 0);
+        } else {
+            outcome_failure(SET_PASSWORD);
+        }
     }
     return page_result("cbasis");
 }

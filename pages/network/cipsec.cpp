@@ -9,6 +9,7 @@
 #include "conf/conf.h"
 #include "device/device.h"
 #include "pages/pages.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -79,10 +80,29 @@ void store_transport()
         store_check(c);
 }
 
-void run_logged(const std::string& command, const char* log_format)
+// The steps of the certificate upload, as the result page lists them.
+const Advice EXTRACT_ADVICE = {
+    "Check the file's password and that it is a PKCS#12 file, then upload it again ([29]). The keys have not "
+    "been saved.",
+    "Prüfen Sie das Kennwort der Datei und ob es eine PKCS#12-Datei ist, und laden Sie sie erneut hoch ([29]). "
+    "Die Schlüssel wurden nicht gesichert."};
+const Advice SAVE_ADVICE = {
+    "Upload the file again ([29]); until saving works, the keys are lost at the next restart.",
+    "Laden Sie die Datei erneut hoch ([29]); bis das Sichern gelingt, gehen die Schlüssel beim nächsten Neustart "
+    "verloren."};
+const Step TAKE_UPLOAD = {{"Take over the uploaded certificate file", "Hochgeladene Zertifikatsdatei übernehmen"},
+                          &ADVICE_RETRY};
+const Step OWN_UPLOAD = {{"Set the owner of the certificate file", "Eigentümer der Zertifikatsdatei setzen"},
+                         &ADVICE_RETRY};
+const Step EXTRACT = {{"Unpack the certificate and keys from the PKCS#12 file",
+                       "Zertifikat und Schlüssel aus der PKCS#12-Datei entpacken"}, &EXTRACT_ADVICE};
+const Step SAVE_KEYS = {{"Save the IPsec keys permanently", "IPsec-Schlüssel dauerhaft sichern"}, &SAVE_ADVICE};
+
+void run_logged(const std::string& command, const char* log_format, const Step& step)
 {
     int status = dev_system(command.c_str());
     dev_syslog(LOG_INFO, log_format, status);
+    outcome_step(step, status);
 }
 
 // Installs the uploaded PKCS#12 file: renamed in the upload folder, its keys
@@ -95,14 +115,15 @@ void install_certificate()
         return;
     }
     run_logged("/usr/bin/sudo /bin/mv -f /tmp/upload/" + sh_quote(name) + " /tmp/upload/vpnpeer.p12",
-               "IPSec peer mode: mv returns %d");
-    run_logged("/usr/bin/sudo /bin/chown admin:admin /tmp/upload/vpnpeer.p12", "IPSec peer mode: chown returns %d");
-    int extracted = dev_system(("/usr/bin/sudo /usr/sbin/cert extract p12 /tmp/upload/vpnpeer.p12 " +
-                                sh_quote(http_var("x509pwd")) + " /tmp/keys/ipsec/")
-                                   .c_str());
+               "IPSec peer mode: mv returns %d", TAKE_UPLOAD);
+    run_logged("/usr/bin/sudo /bin/chown admin:admin /tmp/upload/vpnpeer.p12", "IPSec peer mode: chown returns %d",
+               OWN_UPLOAD);
+    std::string extract = "/usr/bin/sudo /usr/sbin/cert extract p12 /tmp/upload/vpnpeer.p12 " +
+                          sh_quote(http_var("x509pwd")) + " /tmp/keys/ipsec/";
+    int extracted = outcome_step(EXTRACT, dev_system(extract.c_str()));
     dev_syslog(LOG_INFO, "IPSec peer mode: extract returns %d", extracted);
     if (extracted == 0)
-        run_logged("/usr/bin/sudo /usr/sbin/save ipsec", "IPSec peer mode: savekeys returns %d");
+        run_logged("/usr/bin/sudo /usr/sbin/save ipsec", "IPSec peer mode: savekeys returns %d", SAVE_KEYS);
     else
         dev_syslog(LOG_INFO, "IPSec peer mode: key not saved");
 }

@@ -11,6 +11,7 @@
 #include "device/device.h"
 #include "pages/pages.h"
 #include "render/aux.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -26,13 +27,25 @@ const TextField ZONE_INDEX[] = {{"tzidx", "NTP_TZ_IDX", "{IDX}"}};
 
 bool is(const char* value, const char* word) { return strcmp(value, word) == 0; }
 
+// The steps of an apply, as the result page lists them.
+const Advice CLOCK_ADVICE = {"Check the date and time entered and try again ([2]).",
+                             "Prüfen Sie das eingegebene Datum und die Uhrzeit und versuchen Sie es erneut ([2])."};
+const Advice OPENVPN_ADVICE = {
+    "Check the OpenVPN settings ([46]); the system log ([43]) tells why OpenVPN did not start. Restarting the "
+    "router ([20]) starts it too.",
+    "Prüfen Sie die OpenVPN-Einstellungen ([46]); das Systemprotokoll ([43]) zeigt, warum OpenVPN nicht startete. "
+    "Ein Neustart des Routers ([20]) startet es ebenfalls."};
+const Step SET_CLOCK = {{"Set the clock", "Uhr stellen"}, &CLOCK_ADVICE};
+const Step RESTART_OPENVPN = {{"Restart OpenVPN for the new time", "OpenVPN für die neue Zeit neu starten"},
+                              &OPENVPN_ADVICE};
+
 void set_clock_by_hand()
 {
     // The seconds field is sent but the clock is set to the full minute.
     std::string command = "/usr/bin/sudo /bin/date -s " + sh_quote(http_var("jahr")) + "." +
                           sh_quote(http_var("monat")) + "." + sh_quote(http_var("tag")) + "-" +
                           sh_quote(http_var("std")) + ":" + sh_quote(http_var("min"));
-    int status = dev_system(command.c_str());
+    int status = outcome_step(SET_CLOCK, dev_system(command.c_str()));
     dev_syslog(LOG_INFO, "setting system time: date returns %d", status);
 }
 
@@ -54,7 +67,7 @@ int cctime_act()
         set_clock_by_hand();
     // Tunnels are restarted after every change of time unless OpenVPN is off.
     if (strncmp(conf_value("OVPN_MODE", "openvpn.config").c_str(), "none", 4) != 0)
-        dev_system("/usr/bin/sudo -i /etc/init.d/S95openvpn restart");
+        outcome_step(RESTART_OPENVPN, dev_system("/usr/bin/sudo -i /etc/init.d/S95openvpn restart"));
     return page_result("cctime");
 }
 

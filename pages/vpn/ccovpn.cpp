@@ -12,6 +12,7 @@
 #include "device/device.h"
 #include "pages/pages.h"
 #include "render/escape.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -61,6 +62,23 @@ bool is(const char* value, const char* word) { return strcmp(value, word) == 0; 
 // An option of the server: any value sent switches it on.
 void store_switch(const TextField& f) { conf_set(f.key, yes_no(*http_var(f.form) != '\0'), OPENVPN); }
 
+// The steps of the client upload, as the result page lists them.
+const Step INSTALL_P12 = {{"Install the uploaded PKCS#12 file", "Hochgeladene PKCS#12-Datei installieren"},
+                          &ADVICE_RETRY};
+const Step OWN_P12 = {{"Set the owner of the PKCS#12 file", "Eigentümer der PKCS#12-Datei setzen"}, &ADVICE_RETRY};
+const Advice SAVE_KEYS_AGAIN = {
+    "Save the configuration ([19]); until saving works, the installed file is lost at the next restart.",
+    "Sichern Sie die Konfiguration ([19]); bis das Sichern gelingt, geht die installierte Datei beim nächsten "
+    "Neustart verloren."};
+const Step SAVE_KEYS = {{"Save the OpenVPN keys permanently", "OpenVPN-Schlüssel dauerhaft sichern"},
+                        &SAVE_KEYS_AGAIN};
+// The page stores the settings; the service reads them when it starts.
+const Advice TAKE_EFFECT = {
+    "OpenVPN goes on with its previous settings until it starts again. For these settings to take effect, save "
+    "the configuration ([19]), then restart the router ([20]).",
+    "OpenVPN arbeitet mit den bisherigen Einstellungen weiter, bis es neu startet. Damit diese Einstellungen "
+    "gelten, sichern Sie die Konfiguration ([19]) und starten Sie dann den Router neu ([20])."};
+
 // A failed step of the client upload: the result page is filled but, as the
 // status is handed back, never printed.
 int upload_failed(int status)
@@ -82,16 +100,17 @@ int install_client_certificate()
     dev_system("/usr/bin/sudo /bin/mkdir /tmp/keys/openvpn");
     std::string move = "/usr/bin/sudo /bin/mv -f /tmp/upload/" + sh_quote(name) + " /tmp/keys/openvpn/vpnpeer.p12";
     dev_syslog(LOG_INFO, "ccovpn: kommando %s", move.c_str());
-    int status = dev_system(move.c_str());
+    int status = outcome_step(INSTALL_P12, dev_system(move.c_str()));
     dev_syslog(LOG_INFO, "OpenVPN client mode: mv returns %d", status);
     if (status != 0)
         return upload_failed(status);
-    status = dev_system("/usr/bin/sudo /bin/chown admin:admin /tmp/keys/openvpn/vpnpeer.p12");
+    status = outcome_step(OWN_P12,
+                          dev_system("/usr/bin/sudo /bin/chown admin:admin /tmp/keys/openvpn/vpnpeer.p12"));
     dev_syslog(LOG_INFO, "OpenVPN client mode: chown returns %d", status);
     if (status != 0)
         return upload_failed(status);
     store_field(OPENVPN, "x509pwd", "OVPN_PKCS12_PASSWD");
-    status = dev_system("/usr/bin/sudo /usr/sbin/save openvpn > /dev/null");
+    status = outcome_step(SAVE_KEYS, dev_system("/usr/bin/sudo /usr/sbin/save openvpn > /dev/null"));
     dev_syslog(LOG_INFO, "OpenVPN client mode: savekeys returns %d", status);
     return 0;
 }
@@ -158,6 +177,7 @@ int ccovpn_act()
     } else if (is(mode, "tunnel")) {
         store_texts(OPENVPN, TUNNEL);
     }
+    outcome_note(TAKE_EFFECT);
     return page_result("ccovpn");
 }
 

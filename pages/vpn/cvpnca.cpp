@@ -13,6 +13,7 @@
 #include "pages/pages.h"
 #include "render/aux.h"
 #include "render/escape.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -63,11 +64,55 @@ std::string one_line(const char* value)
     return out;
 }
 
-// Runs a command and logs its status under the given text.
-void run_logged(const std::string& command, const char* log_format)
+// The steps of a generation, as the result page lists them.
+const Step COPY_SUBJECT = {{"Copy the subject template", "Vorlage der Antragsdaten kopieren"}, &ADVICE_RETRY};
+const Step PREPARE_SUBJECT = {{"Prepare the subject", "Antragsdaten vorbereiten"}, &ADVICE_RETRY};
+const Step STORE_PEER_SUBJECT = {{"Store the subject for client certificates",
+                                  "Antragsdaten für Client-Zertifikate ablegen"}, &ADVICE_RETRY};
+const Step STORE_GATE_SUBJECT = {{"Store the subject for the gateway certificate",
+                                  "Antragsdaten für das Gateway-Zertifikat ablegen"}, &ADVICE_RETRY};
+const Step STORE_CA_SUBJECT = {{"Store the subject for the certificate authority",
+                                "Antragsdaten für die Zertifizierungsstelle ablegen"}, &ADVICE_RETRY};
+const Step OWN_SUBJECT = {{"Set the owner of the subject file", "Eigentümer der Antragsdatei setzen"},
+                          &ADVICE_RETRY};
+const Step GEN_PEER = {{"Generate the client certificate", "Client-Zertifikat erzeugen"}, &ADVICE_CA_PASSWORD};
+const Step GEN_GATE = {{"Generate the gateway certificate", "Gateway-Zertifikat erzeugen"}, &ADVICE_CA_PASSWORD};
+const Step GEN_ROOT = {{"Generate the root certificate of the authority",
+                        "Stammzertifikat der Zertifizierungsstelle erzeugen"}, &ADVICE_RETRY};
+const Step OFFER_PEER = {{"Provide the PKCS#12 file for download", "PKCS#12-Datei zum Herunterladen bereitstellen"},
+                         &ADVICE_RETRY};
+
+// Runs a command, logs its status under the given text and records it as
+// the step (none: a command whose result says nothing about this
+// certificate); returns the status.
+int run_logged(const std::string& command, const char* log_format, const Step* step = nullptr)
 {
     int status = dev_system(command.c_str());
     dev_syslog(LOG_INFO, log_format, status);
+    return step ? outcome_step(*step, status) : status;
+}
+
+// The download of the client's PKCS#12 file: offered only when this request
+// made it and copied it for the web server.
+void offer_download(bool made)
+{
+    if (!made) {
+        tmpl_replace("{DOWNLOAD}", "");
+        return;
+    }
+    const Words legend = {"Client certificate", "Client-Zertifikat"};
+    const Words link = {"Download the client certificate (vpnpeer.p12)",
+                        "Client-Zertifikat herunterladen (vpnpeer.p12)"};
+    const Words note = {
+        "The PKCS#12 file holds the client's key, its certificate and the certificate of the authority, protected "
+        "by the password given for the certificate. Import it into the VPN client.",
+        "Die PKCS#12-Datei enthält den Schlüssel des Clients, sein Zertifikat und das Zertifikat der "
+        "Zertifizierungsstelle, geschützt durch das für das Zertifikat vergebene Kennwort. Importieren Sie sie in "
+        "den VPN-Client."};
+    std::string block = "<fieldset id=\"download\" style=\"margin-top:16px\">\n<legend>" + html_escape(words(legend)) +
+                        "</legend>\n<p><a href=\"/vpnpeer.p12\" download=\"vpnpeer.p12\">" + html_escape(words(link)) +
+                        "</a></p>\n<p class=\"note\">" + html_escape(words(note)) + "</p>\n</fieldset>";
+    tmpl_replace("{DOWNLOAD}", block.c_str());
 }
 
 std::string move_scratch_to(const char* target)
@@ -77,29 +122,39 @@ std::string move_scratch_to(const char* target)
 
 std::string chown_admin(const char* file) { return std::string("/usr/bin/sudo /bin/chown admin:admin ") + file; }
 
-// The certificate the form asks for, made from the scratch copy.
-void generate(const char* type)
+// The certificate the form asks for, made from the scratch copy; whether it
+// made a client's PKCS#12 file for download.
+bool generate(const char* type)
 {
     std::string so_pass = sh_quote(http_var("so_pass"));
     std::string su_pass = sh_quote(http_var("su_pass"));
     if (strcmp(type, "peer") == 0) {
-        run_logged(move_scratch_to(CLIENT_TEMPLATE), "certificate generation: mv_tmp_peer returns %d");
+        run_logged(move_scratch_to(CLIENT_TEMPLATE), "certificate generation: mv_tmp_peer returns %d",
+                   &STORE_PEER_SUBJECT);
+        // the gateway's file: says nothing about the client certificate
         run_logged(chown_admin(SERVER_TEMPLATE), "certificate generation: chown returns %d");
-        run_logged("/usr/bin/sudo /usr/sbin/cert gen peer " + so_pass + " " + su_pass,
-                   "certificate generation: cert_gen_peer returns %d");
-        run_logged("/usr/bin/sudo /bin/cp /tmp/certs/vpnpeer.p12 /home/httpd/vpnpeer.p12",
-                   "certificate generation: cp returns %d");
+        int made = run_logged("/usr/bin/sudo /usr/sbin/cert gen peer " + so_pass + " " + su_pass,
+                              "certificate generation: cert_gen_peer returns %d", &GEN_PEER);
+        int copied = run_logged("/usr/bin/sudo /bin/cp /tmp/certs/vpnpeer.p12 /home/httpd/vpnpeer.p12",
+                                "certificate generation: cp returns %d", &OFFER_PEER);
+        // Without a new file the copy is the previous client's: never offered.
+        return made == 0 && copied == 0;
     } else if (strcmp(type, "gate") == 0) {
-        run_logged(move_scratch_to(SERVER_TEMPLATE), "certificate generation: mv_tmp_gate returns %d");
-        run_logged(chown_admin(SERVER_TEMPLATE), "certificate generation: chown returns %d");
+        run_logged(move_scratch_to(SERVER_TEMPLATE), "certificate generation: mv_tmp_gate returns %d",
+                   &STORE_GATE_SUBJECT);
+        run_logged(chown_admin(SERVER_TEMPLATE), "certificate generation: chown returns %d", &OWN_SUBJECT);
         run_logged("/usr/bin/sudo /usr/sbin/cert gen gateway " + so_pass + " " + su_pass,
-                   "certificate generation: cert_gen_gateway returns %d");
+                   "certificate generation: cert_gen_gateway returns %d", &GEN_GATE);
     } else if (strcmp(type, "auth") == 0) {
+        // "/tmp/cert" is no folder of the device's: its status says nothing
         run_logged("/usr/bin/sudo /bin/rm /tmp/cert/*", "certificate generation: mv_tmp_auth returns %d");
-        run_logged(move_scratch_to(CA_TEMPLATE), "certificate generation: mv_tmp_auth returns %d");
-        run_logged(chown_admin(CA_TEMPLATE), "certificate generation: chown returns %d");
-        run_logged("/usr/bin/sudo /usr/sbin/cert gen root " + so_pass, "certificate generation: cert_gen_root returns %d");
+        run_logged(move_scratch_to(CA_TEMPLATE), "certificate generation: mv_tmp_auth returns %d",
+                   &STORE_CA_SUBJECT);
+        run_logged(chown_admin(CA_TEMPLATE), "certificate generation: chown returns %d", &OWN_SUBJECT);
+        run_logged("/usr/bin/sudo /usr/sbin/cert gen root " + so_pass,
+                   "certificate generation: cert_gen_root returns %d", &GEN_ROOT);
     }
+    return false;
 }
 
 // The text two characters after the line's first "=", its last character
@@ -149,6 +204,8 @@ int cvpnca_act()
             fclose(in);
         tmpl_replace("{HEADLINE}", "Zertifikate generieren");
         tmpl_replace("{MESSAGE}", "hat nicht geklappt");
+        outcome_failure(COPY_SUBJECT);
+        offer_download(false);
         return 0;
     }
     bool replaced[7] = {false};
@@ -165,8 +222,8 @@ int cvpnca_act()
     }
     fclose(in);
     fclose(out);
-    dev_system((std::string("/bin/chmod 644 ") + SCRATCH).c_str());
-    generate(http_var("cert_type"));
+    outcome_step(PREPARE_SUBJECT, dev_system((std::string("/bin/chmod 644 ") + SCRATCH).c_str()));
+    offer_download(generate(http_var("cert_type")));
     return page_result("vpnca");
 }
 

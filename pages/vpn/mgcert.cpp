@@ -14,6 +14,7 @@
 #include "pages/pages.h"
 #include "render/aux.h"
 #include "render/escape.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -104,10 +105,23 @@ void rewrite_index(const std::vector<std::string>& states)
         fclose(out);
 }
 
-void run_logged(const std::string& command, const char* log_format)
+// The steps of a change, as the result page lists them.
+const Advice CRL_ADVICE = {
+    "Check the password of the authority's key and apply again: the certificates have their new states, but the "
+    "revocation list is still the old one.",
+    "Prüfen Sie das Kennwort des Schlüssels der Zertifizierungsstelle und übernehmen Sie erneut: Die Zertifikate "
+    "haben ihren neuen Zustand, die Sperrliste ist aber noch die alte."};
+const Step PREPARE_INDEX = {{"Prepare the new certificate list", "Neue Zertifikatsliste vorbereiten"}, &ADVICE_RETRY};
+const Step REPLACE_INDEX = {{"Replace the certificate list", "Zertifikatsliste ersetzen"}, &ADVICE_RETRY};
+const Step OWN_INDEX = {{"Set the owner of the certificate list", "Eigentümer der Zertifikatsliste setzen"},
+                        &ADVICE_RETRY};
+const Step UPDATE_CRL = {{"Rebuild the revocation list", "Sperrliste neu erstellen"}, &CRL_ADVICE};
+
+void run_logged(const std::string& command, const char* log_format, const Step& step)
 {
     int status = dev_system(command.c_str());
     dev_syslog(LOG_INFO, log_format, status);
+    outcome_step(step, status);
 }
 
 void add_option(std::string& list, const char* value, size_t max)
@@ -140,15 +154,16 @@ int mgcert_act()
             start = bar + 1;
         }
         rewrite_index(states);
-        run_logged(std::string("/bin/chmod 644 ") + SCRATCH, "certificate management: chmod returns %d");
+        run_logged(std::string("/bin/chmod 644 ") + SCRATCH, "certificate management: chmod returns %d",
+                   PREPARE_INDEX);
         run_logged(std::string("/usr/bin/sudo /bin/mv -f ") + SCRATCH + " " + INDEX,
-                   "certificate management: mv returns %d");
+                   "certificate management: mv returns %d", REPLACE_INDEX);
         run_logged(std::string("/usr/bin/sudo /bin/chown admin:admin ") + INDEX,
-                   "certificate management: chown returns %d");
+                   "certificate management: chown returns %d", OWN_INDEX);
         const char* password = http_var("so_pwd");
         dev_syslog(LOG_INFO, "certificate management: /usr/sbin/cert update crl %s", password);
         run_logged("/usr/bin/sudo /usr/sbin/cert update crl " + sh_quote(password),
-                   "certificate management: cert update returns %d");
+                   "certificate management: cert update returns %d", UPDATE_CRL);
     }
     return page_result("mgcert");
 }

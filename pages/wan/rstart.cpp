@@ -6,6 +6,7 @@
 #include "conf/conf.h"
 #include "device/device.h"
 #include "pages/pages.h"
+#include "render/outcome.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -23,11 +24,30 @@ const TextField UPDATE_SOURCE[] = {
 const Option PROTOCOLS[] = {{"ftp", "ftp"}, {"http", "http"}};
 const OptionStyle PROTOCOL_STYLE = {"    ", "", " selected", match_exact};
 
-const char* const SAVE_COMMANDS[] = {
-    "/usr/bin/sudo /usr/sbin/save config > /dev/null",
-    "/usr/bin/sudo /usr/sbin/save openvpn > /dev/null",
-    "/usr/bin/sudo /usr/sbin/save certs > /dev/null",
+const Advice SAVE_AGAIN = {
+    "Save again ([19]); until saving works, changes are lost at the next restart.",
+    "Sichern Sie erneut ([19]); bis das Sichern gelingt, gehen Änderungen beim nächsten Neustart verloren."};
+const Step SAVE_CONFIG = {{"Save the configuration", "Konfiguration sichern"}, &SAVE_AGAIN};
+const Step SAVE_OPENVPN = {{"Save the OpenVPN keys", "OpenVPN-Schlüssel sichern"}, &SAVE_AGAIN};
+const Step SAVE_CERTS = {{"Save the certificates", "Zertifikate sichern"}, &SAVE_AGAIN};
+
+const struct {
+    const char* command;
+    const Step& step;
+} SAVE_COMMANDS[] = {
+    {"/usr/bin/sudo /usr/sbin/save config > /dev/null", SAVE_CONFIG},
+    {"/usr/bin/sudo /usr/sbin/save openvpn > /dev/null", SAVE_OPENVPN},
+    {"/usr/bin/sudo /usr/sbin/save certs > /dev/null", SAVE_CERTS},
 };
+
+const Step LOAD_DEFAULTS = {{"Load the factory settings", "Werkseinstellungen laden"}, &ADVICE_RETRY};
+
+// The reboot runs once the page has been sent: the page cannot know how it went.
+const Advice RESTART_NOTE = {
+    "The router restarts once this page has been sent, so this page cannot tell whether the restart worked. If "
+    "the router does not answer again within a few minutes, switch it off and on.",
+    "Der Router startet neu, sobald diese Seite gesendet ist; ob der Neustart gelingt, kann diese Seite daher "
+    "nicht zeigen. Antwortet der Router nach einigen Minuten nicht wieder, schalten Sie ihn aus und wieder ein."};
 
 }  // namespace
 
@@ -47,18 +67,22 @@ int update_show()
 }
 
 // The reboot itself follows the page, from the main flow.
-int rstart_act() { return page_result("rstart"); }
+int rstart_act()
+{
+    outcome_note(RESTART_NOTE);
+    return page_result("rstart");
+}
 
 int facdef_act()
 {
-    dev_system("/usr/bin/sudo /usr/sbin/load defaults >/dev/null");
+    outcome_step(LOAD_DEFAULTS, dev_system("/usr/bin/sudo /usr/sbin/load defaults >/dev/null"));
     return page_result("facdef");
 }
 
 // Shown and applied alike: opening the page saves.
 int speich_act()
 {
-    for (const char* command : SAVE_COMMANDS)
-        dev_system(command);
+    for (const auto& save : SAVE_COMMANDS)
+        outcome_step(save.step, dev_system(save.command));
     return page_result("speich");
 }
