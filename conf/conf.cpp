@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <memory>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <syslog.h>
@@ -135,9 +136,10 @@ struct Change {
     enum Kind { SET, DELETE, ADD, DELETE_ENTRIES } kind;
     std::vector<std::string> keys;  // SET: the key; DELETE: the keys
     std::string lines;              // SET: the line it writes; ADD: the lines it appends
-    // DELETE_ENTRIES: the keys <name>_<i>_<field>, i from 1 to count
+    // DELETE_ENTRIES: the keys <name>_<i>_<field>, i from first to count
     std::string name, field;
     int count = 0;
+    int first = 1;
 };
 
 // A line's first piece: where it starts, how long it is (newline included when
@@ -197,7 +199,7 @@ struct File {
     const Piece* find(const char* key);
 };
 
-std::vector<File*> g_files;
+std::vector<std::unique_ptr<File>> g_files;
 bool g_exit_hook = false;
 
 void each_line(const std::string& text, size_t from, size_t& line_end)
@@ -364,16 +366,16 @@ bool read_all(int fd, std::string& out)
 
 File& file_for(const char* name)
 {
-    for (File* f : g_files)
+    for (const auto& f : g_files)
         if (strcmp(f->name.c_str(), name) == 0)
             return *f;
     char path[NAME_SIZE];
     snprintf(path, sizeof path, "%s/%s", CONF_DIR, name);  // the doubled slash is harmless
     std::string host = dev_path(path);
-    for (File* f : g_files)
+    for (const auto& f : g_files)
         if (f->host == host)
             return *f;  // another name that the 64-byte path cuts to the same file
-    g_files.push_back(new File);
+    g_files.push_back(std::make_unique<File>());
     g_files.back()->name = name;
     g_files.back()->host = host;
     return *g_files.back();
@@ -493,7 +495,7 @@ void copy_line(std::string& out, const char* s, size_t length)
 }
 
 // Whether the key part of a line (its text up to the first "=") begins with
-// <name>_<i>_<field> for an i from 1 to count.
+// <name>_<i>_<field> for an i from first to count.
 bool begins_entry(const char* s, size_t key_part, const Change& c)
 {
     const size_t n = c.name.size(), f = c.field.size();
@@ -503,7 +505,7 @@ bool begins_entry(const char* s, size_t key_part, const Change& c)
     int number = 0;
     while (at < key_part && at - n - 1 < 3 && s[at] >= '0' && s[at] <= '9')
         number = number * 10 + (s[at++] - '0');
-    return at > n + 1 && number <= c.count && key_part - at >= f + 1 && s[at] == '_' &&
+    return at > n + 1 && number >= c.first && number <= c.count && key_part - at >= f + 1 && s[at] == '_' &&
            memcmp(s + at + 1, c.field.data(), f) == 0;
 }
 
@@ -560,22 +562,67 @@ const char* through(const std::vector<Matcher>& matchers, size_t from, const cha
     return s;
 }
 
-// The text with changes[from, end) made to it, in one pass: every line goes
+void apply_pass(std::string& text, const std::vector<Change>& changes, size_t from, size_t to);
+
+// The text with changes[from, to) made to it, in one pass: every line goes
 // through the changes in their order, and the lines that a change appends go
 // through the changes after it.
-void apply(std::string& text, const std::vector<Change>& changes, size_t from)
+void apply(std::string& text, const std::vector<Change>& changes, size_t from, size_t to)
 {
-    if (from >= changes.size())
+    if (from >= to)
         return;
+    if (memchr(text.data(), '\0', text.size())) {
+        // A rewrite keeps of a piece only what stands before a zero byte in it, its newline
+        // gone too, so the lines the next rewrite sees are not these: up to the first rewrite
+        // one change (one key) at a time. Appending rewrites nothing.
+        size_t j = from;
+        for (; j < to && changes[j].kind == Change::ADD; ++j)
+            text += changes[j].lines;
+        if (j == to)
+            return;
+        const Change& c = changes[j];
+        std::vector<Change> steps(1, c);
+        if (c.kind == Change::DELETE && c.keys.size() > 1) {
+            steps[0].keys.resize(1);
+            steps.push_back(c);
+            steps[1].keys.erase(steps[1].keys.begin());
+        } else if (c.kind == Change::DELETE_ENTRIES && c.count > c.first) {
+            steps[0].count = c.first;
+            steps.push_back(c);
+            steps[1].first = c.first + 1;
+        }
+        apply_pass(text, steps, 0, 1);
+        apply_pass(text, steps, 1, steps.size());
+        apply(text, changes, j + 1, to);
+        return;
+    }
+    if (!text.empty() && text.back() != '\n') {
+        // lines appended to a last line without its newline join it: the changes after them see
+        // one line there, so they come after the text is made up to and with the appending
+        size_t j = from;
+        while (j < to && changes[j].kind != Change::ADD)
+            ++j;
+        if (j + 1 < to) {
+            apply_pass(text, changes, from, j + 1);
+            apply(text, changes, j + 1, to);
+            return;
+        }
+    }
+    apply_pass(text, changes, from, to);
+}
+
+void apply_pass(std::string& text, const std::vector<Change>& changes, size_t from, size_t to)
+{
+    if (from >= to)
+        return;
+    const bool zeros = memchr(text.data(), '\0', text.size()) != nullptr;
     std::vector<Matcher> matchers;
-    matchers.reserve(changes.size() - from);
+    matchers.reserve(to - from);
     bool adds = false;
-    for (size_t j = from; j < changes.size(); ++j) {
+    for (size_t j = from; j < to; ++j) {
         matchers.emplace_back(changes[j]);
         adds = adds || changes[j].kind == Change::ADD;
     }
-    // without zero bytes a line that stays is copied as it is: stretches of them at once
-    const bool zeros = memchr(text.data(), '\0', text.size()) != nullptr;
     std::string out;
     out.reserve(text.size() + PIECE);
     size_t kept = 0;  // text[kept, at) is still to be copied
@@ -613,7 +660,7 @@ void materialize(File& f)
 {
     if (f.applied == f.changes.size())
         return;
-    apply(f.text, f.changes, f.applied);
+    apply(f.text, f.changes, f.applied, f.changes.size());
     f.applied = f.changes.size();
     f.changed();
 }
@@ -779,7 +826,7 @@ void command_starts()
 
 void conf_flush()
 {
-    for (File* f : g_files)
+    for (const auto& f : g_files)
         if (f->fd >= 0)
             flush(*f);
 }
@@ -787,11 +834,9 @@ void conf_flush()
 void conf_forget()
 {
     conf_flush();
-    for (File* f : g_files) {
+    for (const auto& f : g_files)
         if (f->fd >= 0)
             close(f->fd);
-        delete f;
-    }
     g_files.clear();
 }
 

@@ -22,22 +22,6 @@ void aux_error(const char* location, int error)
     dev_syslog(LOG_ERR, "Error %s: %s", location, text);
 }
 
-#if defined(__GLIBC__)
-size_t aux_peek(FILE* f, const unsigned char** bytes)
-{
-    *bytes = reinterpret_cast<const unsigned char*>(f->_IO_read_ptr);
-    return f->_IO_read_ptr < f->_IO_read_end ? size_t(f->_IO_read_end - f->_IO_read_ptr) : 0;
-}
-void aux_take(FILE* f, size_t n) { f->_IO_read_ptr += n; }
-#else
-size_t aux_peek(FILE*, const unsigned char** bytes)
-{
-    *bytes = nullptr;
-    return 0;
-}
-void aux_take(FILE*, size_t) {}
-#endif
-
 namespace {
 
 // The message file of the request's language, read once.

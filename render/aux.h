@@ -14,13 +14,6 @@ constexpr size_t AUX_DATETIME_SIZE = 21;  // "dd.mm.yyyy, hh:mm:ss"
 // records it at LOG_ERR. The program goes on.
 void aux_error(const char* location, int error);
 
-// The bytes f has read ahead and not yet handed out, so that a reader can look
-// at a stretch of them at once; and handing n of them out, as n getc calls
-// would. Where the C library does not show them there are none (0), and
-// readers go on with getc or fgets.
-size_t aux_peek(FILE* f, const unsigned char** bytes);
-void aux_take(FILE* f, size_t n);
-
 // The message text for key from "<lang>/messages" into out (AUX_MESSAGE_SIZE
 // bytes): the empty text when no line matches, none when the file is missing.
 // The file is read once per request.

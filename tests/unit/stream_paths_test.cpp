@@ -153,26 +153,108 @@ TEST_F(StreamPaths, SettingsAndMessagesAreWhatALineByLineReaderFinds)
     }
 }
 
+// The store's table of keys, its one pass over a list and its one pass over a request's changes give
+// what asking key by key and changing line by line give.
+TEST_F(StreamPaths, StoreFastPathsGiveTheLineByLineResults)
+{
+    const std::string pool[] = {"L_N='3'", "L_1_F='a'", "L_2_F='b'", "L_10_F='j'", "L_1='p'", "L_='q'", "L='r'",
+                                "L_1_FX='s'", "L_01_F='t'", "L_3_F", "L_2_F='b2'", "M_1_F='m'", "#L_1_F='c'", "",
+                                "=L_2_F='e'", "L_2_='f'", "L_3_F='g", "L_4_F=''", std::string("L_5\0_F='z'", 10)};
+    const char* const keys[] = {"L_1_F", "L_2_F", "L_3_F", "L_10_F", "L_N", "M_1_F", "L_1", "X"};
+    for (int round = 0; round < 300; ++round) {
+        std::string text;
+        for (size_t n = 20 + below(40); n > 0; --n)
+            text += pool[below(std::size(pool))] + (below(12) ? "\n" : "");
+        // every key a few dozen times: the table of keys takes over from the line by line search
+        config("t.config", text);
+        for (int ask = 0; ask < 60; ++ask) {
+            const char* key = keys[below(std::size(keys))];
+            std::string expected = line_rule(text, key, 256, "=", "'", false);
+            if (expected == "none" || expected[0] == '\n')
+                expected.clear();
+            char value[CONF_VALUE_SIZE];
+            ASSERT_EQ(conf_get(key, value, sizeof value, "t.config"), expected) << key << "\n" << text;
+        }
+        // a list's entries in one pass
+        std::string one_by_one, at_once;
+        for (int i = 1; i <= 11; ++i) {
+            std::string expected = line_rule(text, ("L_" + std::to_string(i) + "_F").c_str(), 256, "=", "'", false);
+            one_by_one += (expected == "none" || expected[0] == '\n' ? "" : expected) + "|";
+        }
+        conf_list_values("L", "F", 11, "t.config", [](void* to, const char* v, size_t len) {
+            *static_cast<std::string*>(to) += std::string(v, len) + "|";
+        }, &at_once);
+        ASSERT_EQ(at_once, one_by_one) << text;
+        // changes, each as the line by line rewrite makes it (plain values), then written back at once
+        std::string expected = text;
+        auto rewrite = [&expected](const std::string& key, const char* value) {
+            std::string out;
+            for (size_t at = 0; at < expected.size();) {
+                size_t end = expected.find('\n', at);
+                end = end == std::string::npos ? expected.size() : end + 1;
+                const std::string line = expected.substr(at, end - at);
+                const std::string c = line.substr(0, strnlen(line.c_str(), line.size()));
+                at = end;
+                if (c.size() >= 2 && c[0] != '#' && c.find('=') >= key.size() && c.compare(0, key.size(), key) == 0) {
+                    if (value)
+                        out += key + "='" + value + "'\n";
+                } else {
+                    out += c;  // a rewrite keeps a line up to a zero byte in it
+                }
+            }
+            expected = out;
+        };
+        for (int step = 0; step < 8; ++step) {
+            const std::string key = keys[below(std::size(keys))];
+            switch (below(4)) {
+            case 0: rewrite(key, "v"); conf_set(key.c_str(), "v", "t.config"); break;
+            case 1: rewrite(key, nullptr); conf_delete(key.c_str(), "t.config"); break;
+            case 2: expected += key + "='w'\n"; conf_add(key.c_str(), "w", "t.config"); break;
+            default: {
+                int old = int(below(4));
+                for (int i = 1; i <= old; ++i)
+                    rewrite("L_" + std::to_string(i) + "_F", nullptr);
+                expected += "L_1_F='x'\nL_2_F='y'\n";
+                rewrite("L_N", "2");
+                conf_list_store("L", "F", old, "x y", "t.config");
+            }
+            }
+            if (below(3) == 0) {  // read in between: what the request sees so far
+                char value[CONF_VALUE_SIZE];
+                std::string seen = line_rule(expected, key.c_str(), 256, "=", "'", false);
+                ASSERT_EQ(conf_get(key.c_str(), value, sizeof value, "t.config"),
+                          seen == "none" || seen[0] == '\n' ? "" : seen) << key;
+            }
+        }
+        ASSERT_EQ(config("t.config"), expected) << "from\n" << text;
+    }
+}
+
 TEST_F(StreamPaths, ReplacementsGiveWhatWholeRebuildsGive)
 {
-    const char* const pieces[] = {"{X}", "{", "}", "X", "ab", "{Y}", "{{X}", "\n"};
-    for (int round = 0; round < 400; ++round) {
+    const char* const pieces[] = {"{X}", "{", "}", "X", "ab", "{Y}", "{{X}", "\n", "{XY}", "Y}"};
+    const char* const marks[] = {"{X}", "{Y}", "{XY}"};
+    const char* const texts[] = {"}X{", "X}", "Y", "}", "{", "", "x"};
+    for (int round = 0; round < 600; ++round) {
         std::string expected;
         for (size_t n = below(40); n > 0; --n)
             expected += pieces[below(std::size(pieces))];
         page(expected);
         for (int step = 0; step < 6; ++step) {
-            const char* mark = below(2) ? "{X}" : "{Y}";
+            const char* mark = marks[below(std::size(marks))];
             std::string text;  // never holding its own mark
             for (size_t n = below(4); n > 0; --n)
-                text += below(5) ? std::string(below(60), 'x') : "}X{";
+                text += below(3) ? std::string(below(60), 'x') : texts[below(std::size(texts))];
             if (text.find(mark) != std::string::npos)
                 continue;
             // The rule: find the first occurrence from the start, rebuild, search again from the start.
             for (size_t at; (at = expected.find(mark)) != std::string::npos;)
                 expected = expected.substr(0, at) + text + expected.substr(at + strlen(mark));
             tmpl_replace(mark, text.c_str());
-            ASSERT_EQ(this->page(), expected) << "round " << round << " step " << step;
+            if (below(3) == 0) {  // replacements may wait: the page as it is looked at
+                ASSERT_EQ(this->page(), expected) << "round " << round << " step " << step;
+            }
         }
+        ASSERT_EQ(this->page(), expected) << "round " << round;
     }
 }
