@@ -1,6 +1,7 @@
 // Certificate management (item 27): the certificates the device's authority
 // issued, from its index file; revoking them or making them valid again, and
 // rebuilding the revocation list.
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -75,10 +76,13 @@ std::string join(std::initializer_list<const char*> parts)
 
 // Rewrites the index by position: the n-th state sent applies to the n-th
 // line. A line the form sent no state for stays as it is.
-void rewrite_index(const std::vector<std::string>& states)
+// Returns false when the scratch name held a file that is not the program's own
+// (a planted link or another's file): such a file is never moved over the index.
+bool rewrite_index(const std::vector<std::string>& states)
 {
     FILE* in = dev_fopen(INDEX, "r");
     FILE* out = dev_create(SCRATCH, "w");
+    const bool planted = !out && (errno == ELOOP || errno == EPERM);
     if (in && out) {
         std::string written;  // a state other than V or R repeats the line before
         char line[LINE_SIZE];
@@ -103,6 +107,7 @@ void rewrite_index(const std::vector<std::string>& states)
         fclose(in);
     if (out)
         fclose(out);
+    return !planted;
 }
 
 // The steps of a change, as the result page lists them.
@@ -153,13 +158,17 @@ int mgcert_act()
                 break;
             start = bar + 1;
         }
-        rewrite_index(states);
-        run_logged(std::string("/bin/chmod 644 ") + SCRATCH, "certificate management: chmod returns %d",
-                   PREPARE_INDEX);
-        run_logged(std::string("/usr/bin/sudo /bin/mv -f ") + SCRATCH + " " + INDEX,
-                   "certificate management: mv returns %d", REPLACE_INDEX);
-        run_logged(std::string("/usr/bin/sudo /bin/chown admin:admin ") + INDEX,
-                   "certificate management: chown returns %d", OWN_INDEX);
+        if (rewrite_index(states)) {
+            run_logged(std::string("/bin/chmod 644 ") + SCRATCH, "certificate management: chmod returns %d",
+                       PREPARE_INDEX);
+            run_logged(std::string("/usr/bin/sudo /bin/mv -f ") + SCRATCH + " " + INDEX,
+                       "certificate management: mv returns %d", REPLACE_INDEX);
+            run_logged(std::string("/usr/bin/sudo /bin/chown admin:admin ") + INDEX,
+                       "certificate management: chown returns %d", OWN_INDEX);
+        } else {
+            dev_syslog(LOG_ERR, "certificate management: %s is not the program's own file; the index stays as it is",
+                       SCRATCH);
+        }
         const char* password = http_var("so_pwd");
         dev_syslog(LOG_INFO, "certificate management: /usr/sbin/cert update crl %s", password);
         run_logged("/usr/bin/sudo /usr/sbin/cert update crl " + sh_quote(password),

@@ -390,6 +390,8 @@ TEST(HostileInput, LinksPlantedAtScratchAndUploadFilesAreNeverWrittenThrough)
             struct stat left {};
             EXPECT_FALSE(lstat(at.c_str(), &left) == 0 && (S_ISLNK(left.st_mode) || left.st_ino == after.st_ino))
                 << what << ": the planted name is left for the commands that follow";
+            for (const std::string& command : sb.commands())  // nothing planted is moved anywhere
+                EXPECT_EQ(command.find("mv -f " + c.planted), std::string::npos) << what << ": " << command;
         }
     }
     // The upload is reported as a file that cannot be created.
