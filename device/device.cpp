@@ -65,18 +65,27 @@ bool g_path_set = false;
 void sandbox_append(const char* name, const char* prefix, const char* text)
 {
     std::string file = g_root + "/var/log/" + name;
-    FILE* f = fopen(file.c_str(), "a");
-    if (!f && errno == ENOENT) {
+    int fd = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
+    if (fd < 0 && errno == ENOENT) {
         std::string dir = g_root + "/var";
         mkdir(dir.c_str(), 0755);
         dir += "/log";
         mkdir(dir.c_str(), 0755);
-        f = fopen(file.c_str(), "a");
+        fd = open(file.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0666);
     }
-    if (!f)
+    if (fd < 0)
         return;
-    fprintf(f, "%s%s\n", prefix, text);
-    fclose(f);
+    // the line in one write, so that lines of processes at the same time never mix
+    std::string line = std::string(prefix) + text + "\n";
+    for (size_t at = 0; at < line.size();) {
+        ssize_t n = write(fd, line.data() + at, line.size() - at);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            break;
+        at += size_t(n);
+    }
+    close(fd);
 }
 
 // The file a device path stands for, built on the stack when it fits: every
@@ -241,15 +250,24 @@ void dev_syslog(int level, const char* format, ...)
     va_list ap, again;
     va_start(ap, format);
     va_copy(again, ap);
-    int n = vsnprintf(nullptr, 0, format, ap);
+    char buffer[512];
+    int n = vsnprintf(buffer, sizeof buffer, format, ap);
     va_end(ap);
-    std::string text(n > 0 ? size_t(n) : 0, '\0');
-    if (n > 0)
-        vsnprintf(&text[0], text.size() + 1, format, again);
+    std::string longer;
+    if (n >= int(sizeof buffer)) {
+        longer.resize(size_t(n));
+        vsnprintf(&longer[0], longer.size() + 1, format, again);
+    }
     va_end(again);
     char prefix[16];
-    snprintf(prefix, sizeof prefix, "%d ", level);
-    sandbox_append("messages", prefix, text.c_str());
+    if (level >= 0 && level <= 9) {
+        prefix[0] = char('0' + level);
+        prefix[1] = ' ';
+        prefix[2] = '\0';
+    } else {
+        snprintf(prefix, sizeof prefix, "%d ", level);
+    }
+    sandbox_append("messages", prefix, longer.empty() ? (n < 0 ? "" : buffer) : longer.c_str());
     errno = saved;
 }
 
