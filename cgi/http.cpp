@@ -463,30 +463,22 @@ HListNode* http_node_new(const char* name, const char* value)
         aux_error("in file http line 55", EINVAL);
         return nullptr;
     }
-    HListNode* node = static_cast<HListNode*>(malloc(sizeof(HListNode)));
+    // the node with its name and value behind it, in one allocation
+    const size_t name_size = strlen(name) + 1, value_size = strlen(value) + 1;
+    HListNode* node = static_cast<HListNode*>(malloc(sizeof(HListNode) + name_size + value_size));
     if (!node) {
         aux_error("in file http line 61", errno);
         return nullptr;
     }
-    node->name = strdup(name);
-    node->value = strdup(value);
+    node->name = reinterpret_cast<char*>(node + 1);
+    node->value = node->name + name_size;
+    memcpy(node->name, name, name_size);
+    memcpy(node->value, value, value_size);
     node->next = nullptr;
-    if (!node->name || !node->value) {
-        aux_error("in file http line 69", errno);
-        http_node_free(node);
-        return nullptr;
-    }
     return node;
 }
 
-void http_node_free(HListNode* node)
-{
-    if (!node)
-        return;
-    free(node->name);
-    free(node->value);
-    free(node);
-}
+void http_node_free(HListNode* node) { free(node); }
 
 char* http_decode(char* text)
 {
@@ -516,7 +508,10 @@ void http_add_pair(const char* piece)
 {
     if (!piece)
         return;
-    char* copy = http_strdup(piece);
+    // a piece is decoded in a copy: a short one on the stack
+    char small[512];
+    const size_t len = strlen(piece);
+    char* copy = len < sizeof small ? static_cast<char*>(memcpy(small, piece, len + 1)) : http_strdup(piece);
     if (!copy)
         return;
     http_decode(copy);
@@ -542,7 +537,8 @@ void http_add_pair(const char* piece)
             }
         }
     }
-    free(copy);
+    if (copy != small)
+        free(copy);
 }
 
 const char* http_lookup(const char* name, int which)

@@ -7,8 +7,8 @@
 #include <cstdio>
 
 struct HListNode {
-    char* name;   // owned
-    char* value;  // owned
+    char* name;   // in the node's own allocation
+    char* value;  // in the node's own allocation
     HListNode* next;
 };
 

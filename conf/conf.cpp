@@ -461,6 +461,8 @@ class KeyMatcher {
 public:
     explicit KeyMatcher(const std::vector<std::string>& keys)
     {
+        if (keys.size() < 2)
+            return;  // one key is compared as it is (Matcher::hits)
         for (const std::string& k : keys)
             sorted_.emplace_back(k);
         std::sort(sorted_.begin(), sorted_.end());
@@ -512,20 +514,30 @@ bool begins_entry(const char* s, size_t key_part, const Change& c)
 // A change, ready to be tried on lines.
 struct Matcher {
     const Change* change;
-    bool first[256];  // the first characters of the lines it can match
+    uint64_t first_chars[4] = {0, 0, 0, 0};  // the first characters of the lines it can match
     KeyMatcher keys;
-    explicit Matcher(const Change& c) : change(&c), first(), keys(c.keys)
+    explicit Matcher(const Change& c) : change(&c), keys(c.keys)
     {
         if (c.kind == Change::DELETE_ENTRIES)
-            first[static_cast<unsigned char>(c.name[0])] = true;
+            allow(c.name[0]);
         for (const std::string& k : c.keys)
-            first[static_cast<unsigned char>(k[0])] = true;
+            allow(k[0]);
+    }
+    void allow(char c)
+    {
+        unsigned char u = static_cast<unsigned char>(c);
+        first_chars[u / 64] |= uint64_t(1) << (u % 64);
+    }
+    bool may_start(char c) const
+    {
+        unsigned char u = static_cast<unsigned char>(c);
+        return (first_chars[u / 64] >> (u % 64)) & 1;
     }
     // s: a setting's line (at least 2 characters, not a comment) whose key
     // part (the text up to the first "=") is key_part characters long
     bool hits(const char* s, size_t key_part) const
     {
-        if (!first[static_cast<unsigned char>(s[0])])
+        if (!may_start(s[0]))
             return false;
         if (change->kind == Change::DELETE_ENTRIES)
             return begins_entry(s, key_part, *change);
@@ -544,7 +556,7 @@ const char* through(const std::vector<Matcher>& matchers, size_t from, const cha
     size_t key_part = SIZE_MAX;  // of s; not a setting's line: 0
     for (size_t j = from; j < matchers.size(); ++j) {
         const Matcher& m = matchers[j];
-        if (m.change->kind == Change::ADD || !m.first[static_cast<unsigned char>(s[0])])
+        if (m.change->kind == Change::ADD || !m.may_start(s[0]))
             continue;
         if (key_part == SIZE_MAX) {
             size_t usable = strnlen(s, length < PIECE ? length : PIECE);
@@ -667,6 +679,8 @@ void materialize(File& f)
 
 void record(File& f, Change&& change)
 {
+    if (f.changes.empty())
+        f.changes.reserve(16);
     f.changes.push_back(std::move(change));
     if (!g_exit_hook) {
         g_exit_hook = true;
