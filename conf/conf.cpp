@@ -231,10 +231,11 @@ void File::index()
         const char* k = s;
         while (k < limit && *k == '=')
             ++k;
-        const char* e = k;
-        while (e < limit && *e != '=' && *e != '\n')
-            ++e;
-        bool line_ended = e < limit && *e == '\n';
+        const char* nl_in = static_cast<const char*>(memchr(k, '\n', size_t(limit - k)));
+        const char* key_limit = nl_in ? nl_in : limit;
+        const char* eq = static_cast<const char*>(memchr(k, '=', size_t(key_limit - k)));
+        const char* e = eq ? eq : key_limit;
+        bool line_ended = !eq && nl_in;
         if (line_ended)
             ++e;
         if (k < limit) {

@@ -170,19 +170,16 @@ std::string value_after_equals(char* line)
     return eq[1] ? std::string(eq + 2) : std::string();
 }
 
+// A country is chosen by the stored value's first two characters.
+bool same_first_two(const char* stored, const char* iso) { return strncmp(stored, iso, 2) == 0; }
+const OptionStyle COUNTRY_STYLE = {"      ", " ", "selected", same_first_two};
+
 std::string country_options(const char* stored)
 {
-    std::string out;
-    for (const Country& c : COUNTRIES) {
-        out += "\n      <option value=\"";
-        out += c.iso;
-        out += "\" ";
-        out += mark_if(strncmp(stored, c.iso, 2) == 0, "selected");
-        out += '>';
-        out += c.iso;
-        out += "</option>";
-    }
-    return out;
+    Option rows[COUNTRY_COUNT];
+    for (int i = 0; i < COUNTRY_COUNT; ++i)
+        rows[i] = {COUNTRIES[i].iso, COUNTRIES[i].iso};
+    return option_list(rows, COUNTRY_COUNT, stored, COUNTRY_STYLE);
 }
 
 void trace(const char* name)
