@@ -3,7 +3,9 @@
    the certificate pages), the list editors, the checks of what is typed
    before a form is sent, and the question before a page with changes that
    were not applied is left. Everything is found through ids and data
-   attributes of the templates, so the pages need no inline script. */
+   attributes of the templates, so the pages need no inline script. It comes
+   after gwadmin.js and uses the frame's helpers (langInfo, stored and store,
+   el, clickedLink, confirmInPage, chooseDiv). */
 "use strict";
 
 (function () {
@@ -82,10 +84,8 @@ var TEXT = {
 var byId = function (id) { return id ? document.getElementById(id) : null; };
 var each = function (list, fn) { Array.prototype.forEach.call(list, fn); };
 
-/* The page's language: the template's, or (on the result page) English. */
-function lang() {
-  return (document.body.getAttribute("data-lang") || "").indexOf("deutsc") === 0 ? "de" : "en";
-}
+/* The page's language, as the frame found it. */
+function lang() { return langInfo(document.body.getAttribute("data-lang")).code; }
 
 /* A text of the page's language, its %marks filled from params. */
 function say(key, params) {
@@ -202,19 +202,16 @@ function problem(el, inList) {
 }
 
 /* The message element next to a field (made on first use). */
-function messageOf(el) {
-  var id = (el.id || el.name) + "-problem";
+function messageOf(field) {
+  var id = (field.id || field.name) + "-problem";
   var box = byId(id);
   if (box) return box;
-  box = document.createElement("span");
-  box.className = "problem";
-  box.id = id;
-  box.setAttribute("aria-live", "polite");
-  var row = el.closest(".row");
+  box = el("span", { id: id, className: "problem", "aria-live": "polite" });
+  var row = field.closest(".row");
   if (row) row.appendChild(box);
-  else el.parentNode.insertBefore(box, el.nextSibling);
-  var described = el.getAttribute("aria-describedby");
-  el.setAttribute("aria-describedby", described ? described + " " + id : id);
+  else field.parentNode.insertBefore(box, field.nextSibling);
+  var described = field.getAttribute("aria-describedby");
+  field.setAttribute("aria-describedby", described ? described + " " + id : id);
   return box;
 }
 
@@ -301,18 +298,11 @@ function ListEditor(box) {
   this.cols = Array.prototype.map.call(box.querySelectorAll(".col"), function (col) {
     return { select: col.querySelector("select[data-list]"), input: col.querySelector("[data-input]") };
   });
-  this.error = document.createElement("div");
-  this.error.className = "error";
-  this.error.setAttribute("role", "alert");
-  var buttons = document.createElement("div");
-  buttons.className = "buttons";
+  this.error = el("div", { className: "error", role: "alert" });
+  var buttons = el("div", { className: "buttons" });
   [["add", this.add], ["replace", this.replace], ["remove", this.remove],
    ["up", function () { self.move(-1); }], ["down", function () { self.move(1); }]].forEach(function (b) {
-    var button = document.createElement("button");
-    button.type = "button";
-    button.className = "secondary";
-    button.textContent = say(b[0]);
-    button.setAttribute("data-action", b[0]);
+    var button = el("button", { type: "button", className: "secondary", "data-action": b[0] }, say(b[0]));
     button.addEventListener("click", function () { self.error.textContent = ""; b[1].call(self); });
     buttons.appendChild(button);
   });
@@ -335,10 +325,6 @@ function ListEditor(box) {
   var form = box.closest("form");
   if (form) form.addEventListener("submit", function () { self.store(); });
 }
-
-/* gwadmin.js held the list editor before and may still build one per box on
-   its own: the editor it builds is this one. */
-window.ListEditor = ListEditor;
 
 ListEditor.prototype.rows = function () { return this.cols[0].select.options.length; };
 
@@ -427,12 +413,7 @@ ListEditor.prototype.store = function () {
   this.cols.forEach(function (col) {
     var name = col.select.getAttribute("data-list");
     var hidden = form.querySelector("input[type=hidden][name='" + name + "']");
-    if (!hidden) {
-      hidden = document.createElement("input");
-      hidden.type = "hidden";
-      hidden.name = name;
-      form.appendChild(hidden);
-    }
+    if (!hidden) form.appendChild(hidden = el("input", { type: "hidden", name: name }));
     var text = "";
     for (var i = 0; i < col.select.options.length; i++) text += col.select.options[i].value + " ";
     hidden.value = text;
@@ -622,14 +603,13 @@ function certAuthorityPage(form) {
       event.preventDefault();
       return;
     }
-    try { sessionStorage.setItem("gwadmin.certtype", chosen()); } catch (e) { /* storage may be off */ }
+    store("certtype", chosen(), true);
     window.setTimeout(function () { byId("generate").disabled = true; }, 0);
   });
 }
 
 function certResultPage(download) {
-  var type = null;
-  try { type = sessionStorage.getItem("gwadmin.certtype"); } catch (e) { /* storage may be off */ }
+  var type = stored("certtype", true);
   if (type && type !== "peer") download.hidden = true;
 }
 
@@ -645,12 +625,7 @@ function certManagementPage(form) {
   var labels = table.getAttribute("data-labels").split("|");
   var words = {};
   table.getAttribute("data-states").split("|").forEach(function (pair) { words[pair.charAt(0)] = pair.slice(2); });
-  var cell = function (row, tag, text) {
-    var c = document.createElement(tag);
-    if (text !== undefined) c.textContent = text;
-    row.appendChild(c);
-    return c;
-  };
+  var cell = function (row, tag, text) { return row.appendChild(el(tag, {}, text)); };
   /* the heading is the body's first row, so the certificates are never styled as one */
   var body = table.createTBody();
   var head = body.insertRow();
@@ -660,9 +635,7 @@ function certManagementPage(form) {
     cell(row, "td", serials[i] || "");
     cell(row, "td", names[i] || "");
     cell(row, "td", (dates[i] || "").replace(",", " "));
-    var select = document.createElement("select");
-    select.setAttribute("aria-label", (names[i] || serials[i] || "") + ": " + labels[3]);
-    select.className = "state";
+    var select = el("select", { className: "state", "aria-label": (names[i] || serials[i] || "") + ": " + labels[3] });
     /* a state other than valid or revoked is offered as it is, so sending it keeps the line */
     var letters = state === "V" || state === "R" ? ["V", "R"] : ["V", "R", state];
     letters.forEach(function (l) { select.add(new Option(words[l] || l, l)); });
@@ -688,7 +661,7 @@ function labelBareChoices() {
   each(document.querySelectorAll("main input[type=radio], main input[type=checkbox]"), function (input) {
     var text = input.nextSibling;
     if (input.labels.length || !text || text.nodeType !== 3 || !text.nodeValue.trim()) return;
-    var label = document.createElement("label");
+    var label = el("label");
     input.parentNode.insertBefore(label, input);
     label.appendChild(input);
     label.appendChild(document.createTextNode(" " + text.nodeValue.trim()));
@@ -720,37 +693,8 @@ function unsent() { return !leaving && initialState !== null && formState() !== 
 
 /* Asks in the page whether to leave; calls leave when the answer is yes. */
 function askLeave(leave) {
-  var dialog = byId("leavequestion");
-  if (!dialog) {
-    dialog = document.createElement("dialog");
-    dialog.id = "leavequestion";
-    dialog.className = "confirm";
-    dialog.setAttribute("aria-labelledby", "leavequestion-text");
-    var text = document.createElement("p");
-    text.id = "leavequestion-text";
-    text.textContent = say("leave");
-    var buttons = document.createElement("div");
-    buttons.className = "actions";
-    [["stay", "leaveNo", "secondary"], ["leave", "leaveYes", ""]].forEach(function (b) {
-      var button = document.createElement("button");
-      button.type = "button";
-      button.value = b[0];
-      button.className = b[2];
-      button.textContent = say(b[1]);
-      button.addEventListener("click", function () { dialog.close(b[0]); });
-      buttons.appendChild(button);
-    });
-    dialog.appendChild(text);
-    dialog.appendChild(buttons);
-    document.body.appendChild(dialog);
-  }
-  dialog.returnValue = "";
-  dialog.addEventListener("close", function answered() {
-    dialog.removeEventListener("close", answered);
-    if (dialog.returnValue === "leave") leave();
-  });
-  dialog.showModal();
-  dialog.querySelector("button[value=stay]").focus();
+  confirmInPage({ id: "leavequestion", text: say("leave"), ok: say("leaveYes"), cancel: say("leaveNo"),
+                  values: ["stay", "leave"] }, leave);
 }
 
 function guardLeaving() {
@@ -764,9 +708,8 @@ function guardLeaving() {
   });
   /* links within the application (menu, language switch, links in the text) ask in the page */
   document.addEventListener("click", function (event) {
-    var link = event.target.closest ? event.target.closest("a[href]") : null;
-    if (!link || event.defaultPrevented || event.button !== 0 || event.ctrlKey || event.metaKey || event.shiftKey ||
-        event.altKey || link.hasAttribute("download") || (link.target && link.target !== "_self")) return;
+    var link = clickedLink(event);
+    if (!link || link.hasAttribute("download") || (link.target && link.target !== "_self")) return;
     var to = new URL(link.href, window.location.href);
     if (to.hash && to.origin + to.pathname + to.search === window.location.origin + window.location.pathname +
         window.location.search) return;
@@ -779,15 +722,13 @@ function guardLeaving() {
 /* ---- start ------------------------------------------------------------ */
 
 document.addEventListener("DOMContentLoaded", function () {
+  each(document.querySelectorAll(".listedit"), function (box) { box.listEditor = new ListEditor(box); });
   labelBareChoices();
   [["ipsecform", modeForm], ["ovpnform", modeForm], ["modemform", modemPage], ["dialoutform", dialoutPage],
    ["dialinform", dialinPage], ["timeform", timePage], ["caform", certAuthorityPage], ["certform", certManagementPage],
    ["download", certResultPage]].forEach(function (page) {
-    var el = byId(page[0]);
-    if (el) page[1](el);
-  });
-  each(document.querySelectorAll(".listedit"), function (box) {
-    if (!box.listEditor) box.listEditor = new ListEditor(box);
+    var found = byId(page[0]);
+    if (found) page[1](found);
   });
   /* the checks go first: a form with a wrong field is not sent, and no other script sees it go */
   document.addEventListener("submit", function (event) {

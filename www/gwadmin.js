@@ -1,7 +1,9 @@
 /* gwadmin: the page frame (menu, language switch, unsaved-changes state,
-   confirmations, result pages, restart countdown, log filter, German texts
-   of the program's own words), the list editors and the mode sections
-   shared by every page. */
+   in-page questions, result pages, restart countdown, log filter, German
+   texts of the program's own words) and the mode sections, shared by every
+   page. The settings forms' script (forms.js) comes after this one and uses
+   its helpers: langInfo, stored and store, el, clickedLink, confirmInPage
+   and chooseDiv. */
 "use strict";
 
 var CGI = "/cgi-bin/gwadmin";
@@ -119,15 +121,17 @@ function pageUrl(item, dir) {
   return CGI + "?item=" + item + "&lang=" + encodeURIComponent(dir);
 }
 
-/* The browser's storage, where there is one: without it every call does
-   nothing and reads give null. */
-function stored(key) {
-  try { return window.localStorage.getItem("gwadmin." + key); } catch (e) { return null; }
+/* The browser's storage, where there is one (the tab's own with session,
+   else the lasting one): without it every call does nothing and reads give
+   null. */
+function storage(session) { return session ? window.sessionStorage : window.localStorage; }
+function stored(key, session) {
+  try { return storage(session).getItem("gwadmin." + key); } catch (e) { return null; }
 }
-function store(key, value) {
+function store(key, value, session) {
   try {
-    if (value === null) window.localStorage.removeItem("gwadmin." + key);
-    else window.localStorage.setItem("gwadmin." + key, value);
+    if (value === null) storage(session).removeItem("gwadmin." + key);
+    else storage(session).setItem("gwadmin." + key, value);
   } catch (e) { /* storage may be off */ }
 }
 
@@ -193,7 +197,7 @@ function buildMenu(page) {
   var nav = document.getElementById("menu");
   if (!nav) return;
   var code = page.lang.code;
-  nav.setAttribute("aria-label", code === "de" ? "Menü" : "Menu");
+  nav.setAttribute("aria-label", page.text.menu);
   var home = el("a", { href: pageUrl(0, page.lang.dir), "data-item": "0" }, TEXT[code].overview);
   if (page.item === "0") markCurrent(home);
   nav.appendChild(home);
@@ -255,26 +259,33 @@ function unsavedState(page) {
   header.insertBefore(flag, sw);
 }
 
-/* An in-page question with two buttons; onYes runs when the user agrees.
-   Escape, the cancel button and a click beside the dialog answer no. */
-function confirmInPage(page, question, onYes) {
+/* An in-page question with two buttons, the focus on the one that says no;
+   onYes runs when the user agrees. Escape, that button and a click beside
+   the dialog answer no. question: title and/or text, ok and cancel (the
+   buttons' texts), danger (a yes that destroys), id (the dialog's, default
+   "confirm"; its parts are id-title and id-text) and values (the buttons'
+   values, no and yes: default ["cancel", "ok"]). */
+function confirmInPage(question, onYes) {
   var back = document.activeElement;
-  var dialog = el("dialog", { className: "confirm", "aria-labelledby": "confirm-title",
-                              "aria-describedby": "confirm-text" });
-  dialog.appendChild(el("h2", { id: "confirm-title" }, question.title));
-  if (question.text) dialog.appendChild(el("p", { id: "confirm-text" }, question.text));
+  var id = question.id || "confirm";
+  var values = question.values || ["cancel", "ok"];
+  var dialog = el("dialog", { id: id, className: "confirm",
+                              "aria-labelledby": id + (question.title ? "-title" : "-text") });
+  if (question.title) dialog.appendChild(el("h2", { id: id + "-title" }, question.title));
+  if (question.text) dialog.appendChild(el("p", { id: id + "-text" }, question.text));
+  if (question.title && question.text) dialog.setAttribute("aria-describedby", id + "-text");
   var row = el("div", { className: "actions" });
-  var no = el("button", { type: "button", className: "secondary", value: "cancel" }, page.text.cancel);
-  var yes = el("button", { type: "button", className: question.danger ? "danger" : "", value: "ok" }, question.ok);
-  no.addEventListener("click", function () { dialog.close("cancel"); });
-  yes.addEventListener("click", function () { dialog.close("ok"); });
+  var no = el("button", { type: "button", className: "secondary", value: values[0] }, question.cancel);
+  var yes = el("button", { type: "button", className: question.danger ? "danger" : "", value: values[1] }, question.ok);
+  no.addEventListener("click", function () { dialog.close(values[0]); });
+  yes.addEventListener("click", function () { dialog.close(values[1]); });
   dialog.addEventListener("click", function (e) {
     var box = dialog.getBoundingClientRect();
     if (e.target === dialog && (e.clientX < box.left || e.clientX > box.right ||
-                                e.clientY < box.top || e.clientY > box.bottom)) dialog.close("cancel");
+                                e.clientY < box.top || e.clientY > box.bottom)) dialog.close(values[0]);
   });
   dialog.addEventListener("close", function () {
-    var agreed = dialog.returnValue === "ok";
+    var agreed = dialog.returnValue === values[1];
     dialog.remove();
     if (agreed) onYes();
     else if (back && back.focus) back.focus();
@@ -295,15 +306,22 @@ function savesOnOpen(a) {
          url.searchParams.get("item") === "19";
 }
 
+/* The link under a plain click (the first button, no modifier key, not
+   stopped by another script), or null. */
+function clickedLink(e) {
+  if (e.defaultPrevented || e.button !== 0 || e.ctrlKey || e.metaKey || e.shiftKey || e.altKey) return null;
+  return e.target.closest ? e.target.closest("a[href]") : null;
+}
+
 /* Links to the save page ask first; forms marked data-confirm (factory
    defaults, restart) ask their own question before they are sent. */
 function confirmations(page) {
   document.addEventListener("click", function (e) {
-    if (e.defaultPrevented || e.button !== 0 || e.ctrlKey || e.metaKey || e.shiftKey || e.altKey) return;
-    var a = e.target.closest && e.target.closest("a[href]");
+    var a = clickedLink(e);
     if (!a || !savesOnOpen(a)) return;
     e.preventDefault();
-    confirmInPage(page, { title: page.text.saveTitle, text: page.text.saveText, ok: page.text.saveOk },
+    confirmInPage({ title: page.text.saveTitle, text: page.text.saveText, ok: page.text.saveOk,
+                    cancel: page.text.cancel },
                   function () { window.location.href = a.href; });
   });
   document.addEventListener("submit", function (e) {
@@ -311,8 +329,8 @@ function confirmations(page) {
     if (!form.hasAttribute || !form.hasAttribute("data-confirm")) return;
     if (form.confirmed) { form.confirmed = false; return; }
     e.preventDefault();
-    confirmInPage(page, { title: form.getAttribute("data-confirm"), text: form.getAttribute("data-confirm-text"),
-                          ok: form.getAttribute("data-confirm-ok"), danger: true },
+    confirmInPage({ title: form.getAttribute("data-confirm"), text: form.getAttribute("data-confirm-text"),
+                    ok: form.getAttribute("data-confirm-ok"), cancel: page.text.cancel, danger: true },
                   function () {
                     form.confirmed = true;
                     if (form.requestSubmit) form.requestSubmit(); else form.submit();
@@ -503,138 +521,6 @@ function chooseDiv(index) {
     divs[i].hidden = divs[i].getAttribute("data-div") !== String(index);
 }
 
-/* List editors. Markup:
-     <div class="listedit">
-       <div class="col"><label>Name</label>
-         <select size="8" data-list="hostlist">{HOSTOPTIONS}</select>
-         <input type="text" data-max="25"></div>
-       ... one column per field ...
-     </div>
-     <input type="hidden" name="hostlist" value='{HOSTLIST}'>
-   The columns are kept in step: a row is added, replaced or removed in all
-   of them at once, and on submit every field is sent as one blank-separated
-   text with a blank after each entry, so all fields carry equally many
-   entries. */
-var LIST_MAX = 99;
-
-function ListEditor(box) {
-  this.box = box;
-  this.cols = Array.prototype.map.call(box.querySelectorAll(".col"), function (col) {
-    return { select: col.querySelector("select[data-list]"),
-             input: col.querySelector("[data-input]") || col.querySelector("input") };
-  });
-  this.error = document.createElement("div");
-  this.error.className = "error";
-  this.error.setAttribute("role", "alert");
-  var self = this;
-  var german = langInfo(document.body.getAttribute("data-lang")).code === "de";
-  this.text = german ?
-    { add: "Hinzufügen", replace: "Ersetzen", remove: "Entfernen", up: "Nach oben", down: "Nach unten",
-      empty: "Bitte jedes Feld ausfüllen.", blank: "Einträge dürfen keine Leerzeichen enthalten.",
-      long: "Eintrag zu lang (höchstens %n Zeichen).", full: "Die Liste ist voll.",
-      none: "Bitte zuerst einen Eintrag auswählen." } :
-    { add: "Add", replace: "Replace", remove: "Remove", up: "Move up", down: "Move down",
-      empty: "Please fill in every field.", blank: "Entries must not contain blanks.",
-      long: "Entry too long (at most %n characters).", full: "The list is full.",
-      none: "Please select an entry first." };
-  var buttons = document.createElement("div");
-  buttons.className = "buttons";
-  [["add", this.add], ["replace", this.replace], ["remove", this.remove],
-   ["up", function () { self.move(-1); }], ["down", function () { self.move(1); }]]
-    .forEach(function (b) {
-      var button = document.createElement("button");
-      button.type = "button";
-      button.className = "secondary";
-      button.textContent = self.text[b[0]];
-      button.setAttribute("data-action", b[0]);
-      button.addEventListener("click", function () { self.error.textContent = ""; b[1].call(self); });
-      buttons.appendChild(button);
-    });
-  box.appendChild(buttons);
-  box.appendChild(this.error);
-  this.cols.forEach(function (col) {
-    col.select.addEventListener("change", function () { self.select(col.select.selectedIndex); });
-  });
-  var form = box.closest("form");
-  if (form) form.addEventListener("submit", function () { self.store(); });
-}
-
-ListEditor.prototype.rows = function () { return this.cols[0].select.options.length; };
-
-ListEditor.prototype.select = function (index) {
-  this.cols.forEach(function (col) {
-    col.select.selectedIndex = index;
-    if (index >= 0 && col.input) col.input.value = col.select.options[index].text;
-  });
-};
-
-/* The values of the input fields, or null after telling what is wrong. */
-ListEditor.prototype.values = function () {
-  var values = [];
-  for (var i = 0; i < this.cols.length; i++) {
-    var input = this.cols[i].input;
-    var v = input ? input.value.trim() : "";
-    var max = input ? parseInt(input.getAttribute("data-max") || "0", 10) : 0;
-    if (!v) { this.error.textContent = this.text.empty; return null; }
-    if (/\s/.test(v)) { this.error.textContent = this.text.blank; return null; }
-    if (max && v.length > max) { this.error.textContent = this.text.long.replace("%n", max); return null; }
-    values.push(v);
-  }
-  return values;
-};
-
-ListEditor.prototype.add = function () {
-  if (this.rows() >= LIST_MAX) { this.error.textContent = this.text.full; return; }
-  var values = this.values();
-  if (!values) return;
-  this.cols.forEach(function (col, i) { col.select.add(new Option(values[i])); });
-  this.select(this.rows() - 1);
-};
-
-ListEditor.prototype.replace = function () {
-  var index = this.cols[0].select.selectedIndex;
-  if (index < 0) { this.error.textContent = this.text.none; return; }
-  var values = this.values();
-  if (!values) return;
-  this.cols.forEach(function (col, i) { col.select.options[index].text = values[i]; });
-};
-
-ListEditor.prototype.remove = function () {
-  var index = this.cols[0].select.selectedIndex;
-  if (index < 0) { this.error.textContent = this.text.none; return; }
-  this.cols.forEach(function (col) { col.select.remove(index); });
-  this.select(Math.min(index, this.rows() - 1));
-};
-
-ListEditor.prototype.move = function (step) {
-  var index = this.cols[0].select.selectedIndex, to = index + step;
-  if (index < 0 || to < 0 || to >= this.rows()) return;
-  this.cols.forEach(function (col) {
-    var o = col.select.options, a = o[index].text;
-    o[index].text = o[to].text;
-    o[to].text = a;
-  });
-  this.select(to);
-};
-
-/* Each field as the page stores it: "a b c " (or nothing for no entries). */
-ListEditor.prototype.store = function () {
-  var form = this.box.closest("form");
-  this.cols.forEach(function (col) {
-    var name = col.select.getAttribute("data-list");
-    var hidden = form.querySelector("input[type=hidden][name='" + name + "']");
-    if (!hidden) {
-      hidden = document.createElement("input");
-      hidden.type = "hidden";
-      hidden.name = name;
-      form.appendChild(hidden);
-    }
-    var text = "";
-    for (var i = 0; i < col.select.options.length; i++) text += col.select.options[i].text + " ";
-    hidden.value = text;
-  });
-};
-
 /* A page that applies without messages of its own (the DSL page switched
    off) leaves the result page's marks in place: show a plain text instead. */
 function plainResult(page) {
@@ -684,19 +570,6 @@ document.addEventListener("DOMContentLoaded", function () {
   else if (document.body.getAttribute("data-item") === "" && document.getElementById("headline"))
     document.title = "gwadmin – " + document.getElementById("headline").textContent.trim();
   logFilter(page);
-  Array.prototype.forEach.call(document.querySelectorAll(".listedit"), function (box) {
-    box.listEditor = new ListEditor(box);
-  });
-  /* A repeated password must equal the first entry before the form goes out. */
-  Array.prototype.forEach.call(document.querySelectorAll("input[data-same-as]"), function (again) {
-    var first = document.getElementById(again.getAttribute("data-same-as"));
-    var check = function () {
-      again.setCustomValidity(first.value === again.value ? "" :
-        page.lang.code === "de" ? "Die Eingaben stimmen nicht überein." : "The two entries differ.");
-    };
-    first.addEventListener("input", check);
-    again.addEventListener("input", check);
-  });
   var chosen = document.querySelector("[data-choose]");
   if (chosen) chooseDiv(chosen.getAttribute("data-choose"));
   /* Fields follow a switch where a page asks for it: data-enables names the
