@@ -63,6 +63,8 @@ const BAD = [
   { item: 6, file: "log.config", set: { remoteLog: true }, field: "syslog_remote_ip", value: "999.1.1.1",
     says: ["Enter a host name or an IPv4 address", "Hostnamen oder eine IPv4-Adresse"] },
   { item: 2, file: "time.config", field: "monat", value: "13", says: ["from 1 to 12", "von 1 bis 12"] },
+  { item: 35, file: "pppoe.config", set: { enabled: true }, field: "connpoll", value: "60s",
+    says: ["Enter a whole number from 1 to 86400", "Geben Sie eine ganze Zahl von 1 bis 86400"] },
 ];
 
 pageTest("a bad value keeps the form from going out, with the message next to the field, in both languages", async (page) => {
@@ -181,7 +183,7 @@ pageTest("leaving a page with changes that were not applied asks first; after Ap
 });
 
 // The settings pages (item, and with it the template's name for the report).
-const PAGES = [24, 3, 37, 6, 29, 28, 32, 45, 39, 30, 31, 18, 36, 7, 9, 11, 10, 41, 42, 46, 26, 27, 2];
+const PAGES = [24, 3, 37, 6, 29, 35, 28, 32, 45, 39, 30, 31, 18, 36, 7, 9, 11, 10, 41, 42, 46, 26, 27, 2];
 
 pageTest("every control of every settings page has a label; no inline script; a policy that forbids them", async (page) => {
   model("MX-RT-210B-GSM-KORU");  // a modem, so that the dial pages show their forms
