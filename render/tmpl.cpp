@@ -377,7 +377,7 @@ void make_pending()
         const Pending* hit = close ? index.find(p, size_t(close - p) + 1) : nullptr;
         if (hit) {
             // a "{" shortly before it, with no brace up to it, that starts a waiting placeholder
-            if (prev_open && size_t(p - prev_open) < longest - 1 && (!prev_close || prev_close > p))
+            if (prev_open && size_t(p - prev_open) < longest && (!prev_close || prev_close > p))
                 safe = !starts_a_mark(prev_open, size_t(p - prev_open));
             if (!safe)
                 break;
