@@ -23,9 +23,9 @@ sets=("$@")
 packages=()
 for s in "${sets[@]}"; do
     case $s in
-        build) packages+=(cmake make g++ clang libgtest-dev valgrind) ;;
+        build) packages+=(cmake make g++ clang libclang-rt-14-dev libgtest-dev valgrind) ;;
         server) packages+=(lighttpd lighttpd-mod-openssl openssl) ;;
-        demo) packages+=(cmake make g++ clang libgtest-dev valgrind lighttpd lighttpd-mod-openssl openssl) ;;
+        demo) packages+=(cmake make g++ clang libclang-rt-14-dev libgtest-dev valgrind lighttpd lighttpd-mod-openssl openssl) ;;
         browser)
             packages+=(chromium)
             command -v node >/dev/null 2>&1 || packages+=(nodejs)

@@ -7,7 +7,7 @@
 #
 #   bash scripts/fuzz.sh [--seconds N | --ci] [--jobs N] [TARGET...]
 #     --seconds N  fuzz each target N seconds (default 1800)
-#     --ci         60 seconds each from a fixed seed (the same mutations on
+#     --ci         20 seconds each from a fixed seed (the same mutations on
 #                  every run, so that a run fails again where it failed),
 #                  as the test command runs them
 #     --jobs N     targets fuzzed at the same time (default 2)
@@ -40,7 +40,7 @@ targets=()
 while [ $# -gt 0 ]; do
     case $1 in
         --seconds) seconds=${2:?--seconds needs a number}; shift 2 ;;
-        --ci) seconds=60; seed=1; shift ;;
+        --ci) seconds=20; seed=1; shift ;;
         --jobs) jobs=${2:?--jobs needs a number}; shift 2 ;;
         -h|--help) sed -n '2,/^set -uo/p' "$0" | sed '$d; s/^# \{0,1\}//'; exit 0 ;;
         -*) echo "fuzz: unknown option $1" >&2; exit 2 ;;
