@@ -50,86 +50,67 @@ void device(const Sandbox& sb)
     sb.write("/tmp/keys/ipsec/.keep", "");
 }
 
-CgiResult upload(const Sandbox& sb, const std::string& fields)
-{
-    return post_fields(sb, fields, {"certfile", "P12", "peer.p12", true});
-}
-
 }  // namespace
 
 TEST(Outcome, EachApplyNamesTheFailedStepWithItsStatusAndAdviceOrSaysAllWorked)
 {
     const struct {
-        const char* what;
-        CgiResult (*send)(const Sandbox&);
-        std::string tool;    // the one that fails
-        std::string step;    // the step it makes fail
-        std::string status;  // as the page shows it
+        std::string request;  // the form's fields, with the client's PKCS#12 file when it names item 46 or 29
+        std::string tool;     // the one that fails
+        std::string step;     // the step it makes fail
+        std::string status;   // as the page shows it
         std::string advice;
     } actions[] = {
-        {"client certificate", [](const Sandbox& sb) { return sb.post("item=26&step=2", kPeerForm); },
-         "/usr/sbin/cert", "Generate the client certificate", " (status 256)", kCaPassword},
-        {"gateway certificate",
-         [](const Sandbox& sb) { return sb.post("item=26&act=1", "cert_type=gate&so_pass=ca&su_pass=gw"); },
-         "/usr/sbin/cert", "Generate the gateway certificate", " (status 256)", kCaPassword},
-        {"new authority", [](const Sandbox& sb) { return sb.post("item=26&act=1", "cert_type=auth&so_pass=ca"); },
-         "/usr/sbin/cert", "Generate the root certificate of the authority", " (status 256)", kRetry},
-        {"revocation list",
-         [](const Sandbox& sb) { return sb.post("item=27&act=1", "numblist=01&statelist=R&so_pwd=ca"); },
-         "/usr/sbin/cert", "Rebuild the revocation list", " (status 256)",
-         "Check the password of the authority&#39;s key and apply again: the certificates have their new states, "
-         "but the revocation list is still the old one."},
-        {"OpenVPN client file", [](const Sandbox& sb) { return upload(sb, "item=46&act=1&vpnmode=client"); },
-         "/usr/sbin/save", "Save the OpenVPN keys permanently", " (status 256)",
+        {"item=26&step=2&" + kPeerForm, "/usr/sbin/cert", "Generate the client certificate", " (status 256)",
+         kCaPassword},
+        {"item=26&act=1&cert_type=gate&so_pass=ca&su_pass=gw", "/usr/sbin/cert", "Generate the gateway certificate",
+         " (status 256)", kCaPassword},
+        {"item=26&act=1&cert_type=auth&so_pass=ca", "/usr/sbin/cert", "Generate the root certificate of the authority",
+         " (status 256)", kRetry},
+        {"item=27&act=1&numblist=01&statelist=R&so_pwd=ca", "/usr/sbin/cert", "Rebuild the revocation list",
+         " (status 256)", "Check the password of the authority&#39;s key and apply again: the certificates have their "
+         "new states, but the revocation list is still the old one."},
+        {"item=46&act=1&vpnmode=client", "/usr/sbin/save", "Save the OpenVPN keys permanently", " (status 256)",
          "Save the configuration (" + link(19, "Save configuration") +
              "); until saving works, the installed file is lost at the next restart."},
-        {"IPsec certificate", [](const Sandbox& sb) { return upload(sb, "item=29&act=1&ipsmode=peer&x509pwd=pw"); },
-         "/usr/sbin/cert", "Unpack the certificate and keys from the PKCS#12 file", " (status 256)",
+        {"item=29&act=1&ipsmode=peer&x509pwd=pw", "/usr/sbin/cert",
+         "Unpack the certificate and keys from the PKCS#12 file", " (status 256)",
          "Check the file&#39;s password and that it is a PKCS#12 file, then upload it again (" +
              link(29, "IPsec and L2TP") + "). The keys have not been saved."},
-        {"IPsec keys saved", [](const Sandbox& sb) { return upload(sb, "item=29&act=1&ipsmode=peer&x509pwd=pw"); },
-         "/usr/sbin/save", "Save the IPsec keys permanently", " (status 256)",
+        {"item=29&act=1&ipsmode=peer&x509pwd=pw", "/usr/sbin/save", "Save the IPsec keys permanently", " (status 256)",
          "Upload the file again (" + link(29, "IPsec and L2TP") +
              "); until saving works, the keys are lost at the next restart."},
-        {"clock", [](const Sandbox& sb) { return sb.post("item=2&act=1", "timemode=man&jahr=2026&monat=1&tag=5"); },
-         "/bin/date", "Set the clock", " (status 256)",
+        {"item=2&act=1&timemode=man&jahr=2026&monat=1&tag=5", "/bin/date", "Set the clock", " (status 256)",
          "Check the date and time entered and try again (" + link(2, "Time") + ")."},
-        {"OpenVPN after the clock",
-         [](const Sandbox& sb) {
-             sb.config("openvpn.config", "OVPN_MODE='server'\n");
-             return sb.post("item=2&act=1", "timemode=ntp");
-         },
-         "/etc/init.d/S95openvpn", "Restart OpenVPN for the new time", " (status 256)",
+        {"item=2&act=1&timemode=ntp", "/etc/init.d/S95openvpn", "Restart OpenVPN for the new time", " (status 256)",
          "Check the OpenVPN settings (" + link(46, "OpenVPN") + "); the system log (" +
              link(43, "System log status") + ") tells why OpenVPN did not start. Restarting the router (" +
              link(20, "Restart") + ") starts it too."},
-        // Opening the save page saves.
-        {"save", [](const Sandbox& sb) { return sb.get("item=19"); }, "/usr/sbin/save", "Save the configuration",
-         " (status 256)", kSaveAgain},
-        {"factory defaults", [](const Sandbox& sb) { return sb.post("item=38&act=1", ""); }, "/usr/sbin/load",
-         "Load the factory settings", " (status 256)", kRetry},
+        {"item=19", "/usr/sbin/save", "Save the configuration", " (status 256)", kSaveAgain},  // opening it saves
+        {"item=38&act=1", "/usr/sbin/load", "Load the factory settings", " (status 256)", kRetry},
         // The hash tool's status is not the page's: only that it failed.
-        {"password", [](const Sandbox& sb) { return sb.post("item=24&act=1", "Kennwort=new&KennwortRe=new"); },
-         "/usr/bin/cryptpw", "Set the new administrator password", "",
+        {"item=24&act=1&Kennwort=new&KennwortRe=new", "/usr/bin/cryptpw", "Set the new administrator password", "",
          "The previous password is still valid. Enter the new one again (at most 16 characters) and apply."},
     };
     for (const auto& a : actions) {
         for (bool fails : {false, true}) {
             Sandbox sb;
             device(sb);
+            sb.config("openvpn.config", "OVPN_MODE='server'\n");  // the clock restarts it
             if (fails)
                 sb.tool(a.tool, "exit 1");
-            const std::string page = a.send(sb).out;
+            const bool file = a.request.find("item=46") == 0 || a.request.find("item=29") == 0;
+            const std::string page = post_fields(sb, a.request, {"certfile", "P12", "peer.p12", file}).out;
             const std::string row = "<tr><td>" + a.step + "</td><td>" + (fails ? "failed" + a.status : "worked");
-            EXPECT_NE(page.find(row + "</td></tr>\n"), std::string::npos) << a.what << fails << page;
+            EXPECT_NE(page.find(row + "</td></tr>\n"), std::string::npos) << a.step << fails << page;
             if (fails) {
                 EXPECT_NE(page.find(kFailed + a.step + a.status + ".</p>\n<p>What to do: " + a.advice + "</p>\n"),
                           std::string::npos)
-                    << a.what << page;
-                EXPECT_EQ(page.find("outcome ok"), std::string::npos) << a.what;
+                    << a.step << page;
+                EXPECT_EQ(page.find("outcome ok"), std::string::npos) << a.step;
             } else {
-                EXPECT_EQ(page.find("outcome failed"), std::string::npos) << a.what << page;
-                EXPECT_NE(page.find(kOk), std::string::npos) << a.what << page;
+                EXPECT_EQ(page.find("outcome failed"), std::string::npos) << a.step << page;
+                EXPECT_NE(page.find(kOk), std::string::npos) << a.step << page;
             }
         }
     }
@@ -209,6 +190,6 @@ TEST(Outcome, PagesWithoutToolStepsShowOnlyTheirNotes)
     // A client upload's steps come before the note.
     Sandbox sb;
     device(sb);
-    const std::string page = upload(sb, "item=46&act=1&vpnmode=client").out;
+    const std::string page = post_fields(sb, "item=46&act=1&vpnmode=client", {"certfile", "P12", "peer.p12", true}).out;
     EXPECT_NE(page.find("</table>\n</div>\n" + kTakeEffect + "|"), std::string::npos) << page;
 }

@@ -1,4 +1,4 @@
-// Set-up shared by the page tests.
+// Set-up and expectations shared by the page tests.
 #pragma once
 
 #include <string>
@@ -14,6 +14,14 @@ inline void result_page(const Sandbox& sb, const std::string& messages)
     sb.write_doc("templates/resultpage.tmpl", "{HEADLINE}|{MESSAGE}");
     sb.write_doc("english/messages", messages);
 }
+// The factory files, the English template of a page and the result page with its texts.
+inline void page_setup(const Sandbox& sb, const std::string& tmpl, const std::string& text,
+                       const std::string& messages = "")
+{
+    sb.defaults();
+    sb.write_doc("english/" + tmpl + ".tmpl", text);
+    result_page(sb, messages);
+}
 
 // Option lines from {value, label, value, label...}; marks[i] == '1' selects option i. With gap a blank
 // follows the value whether the option is selected or not.
@@ -26,7 +34,6 @@ inline std::string option_lines(const Lines& options, const std::string& marks, 
                (marks[i / 2] == '1' ? (gap ? "selected" : " selected") : "") + ">" + options[i + 1] + "</option>";
     return out;
 }
-
 // Option lines (blank before the mark) of those {value, label...} options whose mark is not '-'.
 inline std::string offered_options(const Lines& options, const std::string& marks)
 {
@@ -36,6 +43,14 @@ inline std::string offered_options(const Lines& options, const std::string& mark
         if (marks[i] != '-')
             offered.insert(offered.end(), {options[2 * i], options[2 * i + 1]}), kept += marks[i];
     return option_lines(offered, kept, true);
+}
+// A list's plain options, one per value.
+inline std::string list_options(const Lines& values, const std::string& indent = "      ")
+{
+    std::string out;
+    for (const std::string& v : values)
+        out += "\n" + indent + "<option>" + v + "</option>";
+    return out;
 }
 
 // A stand-in ip tool; the network status runs these commands and shows this (escaped).

@@ -5,11 +5,10 @@
 
 static void setup(Sandbox& sb)
 {
-    sb.defaults();
+    page_setup(sb, "basis", "{HOSTNAME}|{DOMAINNAME}|{ETH0_MODE}|{ETH0_ENABLE}|{ETH0_IP}|{ETH0_PREFIX}|{ETH0_MASQ}|"
+                            "{ETH1_MODE}|{ETH1_ENABLE}|{ETH1_IP}|{ETH1_PREFIX}|{ETH1_MASQ}",
+               "cbasis_head:Network settings\ncbasis_rslt:Settings saved\n");
     sb.config("system.config", "# The system user's password hash.\nSYSTEM_USER_PASS='oldhash'\n");
-    sb.write_doc("english/basis.tmpl", "{HOSTNAME}|{DOMAINNAME}|{ETH0_MODE}|{ETH0_ENABLE}|{ETH0_IP}|{ETH0_PREFIX}|"
-                                       "{ETH0_MASQ}|{ETH1_MODE}|{ETH1_ENABLE}|{ETH1_IP}|{ETH1_PREFIX}|{ETH1_MASQ}");
-    result_page(sb, "cbasis_head:Network settings\ncbasis_rslt:Settings saved\n");
     sb.tool("/usr/bin/cryptpw", "printf 'crypt[%s]\\n' \"$1\"");
 }
 
@@ -28,9 +27,7 @@ TEST(BasisPage, ShowFillsEveryPlaceholder)
 {
     Sandbox sb;
     setup(sb);
-    CgiResult r = sb.get("item=24");
-    EXPECT_EQ(r.status, 0);
-    EXPECT_EQ(r.out, "gateway|localdomain|" + modes("10") + "|enabled|192.168.0.1|24||" + modes("01") +
+    EXPECT_EQ(sb.get("item=24").out, "gateway|localdomain|" + modes("10") + "|enabled|192.168.0.1|24||" + modes("01") +
                          "|disabled|192.168.1.1|24|checked");
     // A prefix of an option selects it, an empty mode marks both; the host
     // is cut to 63 characters, a stored address to 19; "/24" is the address.
@@ -70,12 +67,9 @@ TEST(BasisPage, ApplyStoresStaticInterfacesAndAgreedPassword)
     for (const auto& c : cases) {
         Sandbox sb;
         setup(sb);
-        CgiResult r = sb.post("item=24&act=1", c.body);
-        EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, "Network settings\n|Settings saved\n") << c.body;
+        EXPECT_EQ(sb.post("item=24&act=1", c.body).out, "Network settings\n|Settings saved\n") << c.body;
         EXPECT_EQ(sb.config("network.config"), c.file) << c.body;
-        EXPECT_EQ(sb.config("system.config"),
-                  "# The system user's password hash.\nSYSTEM_USER_PASS='" + c.stored + "'\n")
+        EXPECT_EQ(sb.config("system.config"), "# The system user's password hash.\nSYSTEM_USER_PASS='" + c.stored + "'\n")
             << c.body;
         EXPECT_EQ(sb.commands(), c.commands) << c.body;
         EXPECT_TRUE(sb.messages().empty()) << c.body;

@@ -24,9 +24,8 @@ std::vector<Lines> common(std::vector<Lines> more)
 
 void setup(const Sandbox& sb, const std::string& tmpl, const std::string& config = kConfig)
 {
+    page_setup(sb, "ovpn", tmpl, "ccovpn_head:OpenVPN\nccovpn_rslt:Stored\nccovpn_err1:Failed\n");
     sb.config("openvpn.config", config);
-    sb.write_doc("english/ovpn.tmpl", tmpl);
-    result_page(sb, "ccovpn_head:OpenVPN\nccovpn_rslt:Stored\nccovpn_err1:Failed\n");
 }
 
 }  // namespace
@@ -117,9 +116,8 @@ TEST(OpenVpnPage, ApplyStoresTheKeysOfTheModeAndInstallsTheClientUpload)
         vpn_tools(sb, 0, 0);
         if (c.page.empty())
             sb.tool("/bin/mv", "exit 1");
-        CgiResult r = post_fields(sb, "item=46&act=1&" + c.body, {"certfile", content, c.file, !c.file.empty()});
-        EXPECT_EQ(r.status, 0);
-        EXPECT_EQ(r.out, c.page) << c.body;
+        EXPECT_EQ(post_fields(sb, "item=46&act=1&" + c.body, {"certfile", content, c.file, !c.file.empty()}).out,
+                  c.page) << c.body;
         EXPECT_EQ(sb.config("openvpn.config"), edit_conf(kConfig, c.edits) + c.added) << c.body;
         EXPECT_EQ(sb.commands(), c.commands) << c.body;
         EXPECT_EQ(sb.messages(), c.records) << c.body;

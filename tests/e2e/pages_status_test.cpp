@@ -3,23 +3,13 @@
 
 #include "page_support.h"
 
-static void setup(const Sandbox& sb)
-{
-    sb.write_doc("english/ccstat.tmpl", "{HEADLINE}|{MESSAGE}");
-    result_page(sb, "timstat_head:Time\nlogstat_head:Log\nnetstat_head:Network\n");
-}
-
 TEST(StatusPages, ShowTheWholeOutputUnderTheHeadline)
 {
-    // A log far longer than any buffer, with markup in it (shown escaped); the last line has no newline.
-    std::string log, shown;
-    for (int i = 1; log.size() < 100 * 1024; ++i) {
-        log += "Jan  5 07:04:09 gw daemon.info <b>line " + std::to_string(i) + "</b> & <i>more</i>\n";
-        shown += "Jan  5 07:04:09 gw daemon.info &lt;b&gt;line " + std::to_string(i) +
-                 "&lt;/b&gt; &amp; &lt;i&gt;more&lt;/i&gt;\n";
-    }
-    log += "tail without newline";
-    shown += "tail without newline";
+    // Markup in the output is shown escaped; the last line has no newline. (Output longer than any buffer: the
+    // unit tests of the capture.)
+    const std::string log = "Jan  5 gw daemon.info <b>line</b> & <i>more</i>\ntail without newline";
+    const std::string shown = "Jan  5 gw daemon.info &lt;b&gt;line&lt;/b&gt; &amp; &lt;i&gt;more&lt;/i&gt;\n"
+                              "tail without newline";
     const struct {
         const char* query;
         std::string head, output;
@@ -31,17 +21,14 @@ TEST(StatusPages, ShowTheWholeOutputUnderTheHeadline)
     };
     for (const auto& c : cases) {
         Sandbox sb;
-        setup(sb);
+        sb.write_doc("english/ccstat.tmpl", "{HEADLINE}|{MESSAGE}");
+        result_page(sb, "timstat_head:Time\nlogstat_head:Log\nnetstat_head:Network\n");
         sb.write("/tmp/log", log);
         // "date" and "logread" are found through the search path.
         sb.tool("/usr/bin/date", "echo 'Mon Jan  5 07:04:09 UTC 2026 <b>&amp;</b>'");
         sb.tool("/usr/bin/logread", "cat \"$GWADMIN_ROOT/tmp/log\"");
         ip_tool(sb);
-        CgiResult r = sb.get(c.query);
-        EXPECT_EQ(r.status, 0) << c.query;
-        const std::string page = c.head + "\n|" + c.output;
-        EXPECT_EQ(r.out.size(), page.size()) << c.query;
-        EXPECT_TRUE(r.out == page) << c.query;  // not printed: the log is long
+        EXPECT_EQ(sb.get(c.query).out, c.head + "\n|" + c.output);
         EXPECT_EQ(sb.commands(), c.commands) << c.query;
     }
 }

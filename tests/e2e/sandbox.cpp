@@ -64,8 +64,7 @@ Sandbox::Sandbox()
     docroot = std::string(base) + "/www";
     for (const char* dir : {"/tmp/ulsp", "/tmp/upload", "/etc", "/usr/bin", "/usr/sbin", "/bin", "/sbin"})
         fs::create_directories(root + dir);
-    fs::create_directories(docroot + "/templates");
-    // Stand-ins: sudo runs its command; the file tools are the host's.
+    fs::create_directories(docroot + "/templates");  // stand-ins: sudo runs its command; the file tools are the host's
     tool("/usr/bin/sudo", "exec \"$@\"");
     for (std::string t : {"mv", "cp", "rm", "chown", "mkdir", "echo", "chmod"})
         tool("/bin/" + t, "exec /bin/" + t + " \"$@\"");
@@ -83,6 +82,8 @@ std::string Sandbox::read(const std::string& p) const { return read_file(root + 
 bool Sandbox::exists(const std::string& p) const { return access((root + p).c_str(), F_OK) == 0; }
 void Sandbox::remove(const std::string& p) const { unlink((root + p).c_str()); }
 void Sandbox::write_doc(const std::string& p, const std::string& text) const { write_file(docroot + "/" + p, text); }
+std::vector<std::string> Sandbox::commands() const { return split_lines(read("/var/log/commands")); }
+std::vector<std::string> Sandbox::messages() const { return split_lines(read("/var/log/messages")); }
 
 void Sandbox::tool(const std::string& p, const std::string& body) const
 {
@@ -98,70 +99,58 @@ void Sandbox::defaults() const
                           fs::copy_options::overwrite_existing);
 }
 
-std::vector<std::string> Sandbox::commands() const { return split_lines(read("/var/log/commands")); }
-std::vector<std::string> Sandbox::messages() const { return split_lines(read("/var/log/messages")); }
-
 namespace {
 
-// The program under test (see exec_gwadmin), read once.
-struct Program {
-    std::string exe = GWADMIN_EXE;
-    std::vector<std::string> runner;
-
-    Program()
-    {
-        if (const char* e = getenv("GWADMIN_TEST_EXE"); e && *e)
-            exe = e;
-        if (const char* r = getenv("GWADMIN_TEST_RUNNER")) {
-            std::istringstream words(r);
-            for (std::string w; words >> w;)
-                runner.push_back(w);
-        }
-        if (exe != GWADMIN_EXE || !runner.empty()) {
-            std::string text;
-            for (const auto& w : runner)
-                text += w + " ";
-            fprintf(stderr, "e2e: gwadmin under test: %s%s\n", text.c_str(), exe.c_str());
-        }
-    }
-};
-
-const Program& program()
+// The runner's words and the program, read once (before the first fork) and announced when not the build's.
+const std::vector<std::string>& program()
 {
-    static const Program p;
-    return p;
+    static const std::vector<std::string> words = [] {
+        std::vector<std::string> w;
+        std::istringstream runner(getenv("GWADMIN_TEST_RUNNER") ? getenv("GWADMIN_TEST_RUNNER") : "");
+        for (std::string word; runner >> word;)
+            w.push_back(word);
+        const char* exe = getenv("GWADMIN_TEST_EXE");
+        w.push_back(exe && *exe ? exe : GWADMIN_EXE);
+        if (w.size() > 1 || w.back() != GWADMIN_EXE) {
+            std::string text;
+            for (const auto& word : w)
+                text += (text.empty() ? "" : " ") + word;
+            fprintf(stderr, "e2e: gwadmin under test: %s\n", text.c_str());
+        }
+        return w;
+    }();
+    return words;
 }
 
 std::string slurp(FILE* f)
 {
-    std::string text;
-    rewind(f);
-    char buf[65536];
-    for (size_t n; (n = fread(buf, 1, sizeof buf, f)) > 0;)
-        text.append(buf, n);
+    std::string text = read_file("/proc/self/fd/" + std::to_string(fileno(f)));
     fclose(f);
     return text;
 }
 
 }  // namespace
 
-// Input, page and errors go through anonymous files, so nothing blocks on a
-// pipe; an alarm set before exec kills a run that does not end in time.
+// Input, page and errors go through anonymous files, so nothing blocks on a pipe; an alarm set before exec
+// kills a run that does not end in time.
 CgiResult Sandbox::run(std::map<std::string, std::string> env, const std::string& input,
                        const std::vector<std::string>& args, int timeout_seconds) const
 {
     env.emplace("GWADMIN_ROOT", root);
     env.emplace("DOCUMENT_ROOT", docroot);
     env.emplace("PATH", "/usr/bin:/bin");
-    std::vector<std::string> env_text;
+    std::vector<std::string> env_text, argv_text = program();
     for (const auto& kv : env)
         if (!kv.second.empty())
             env_text.push_back(kv.first + "=" + kv.second);
-    std::vector<char*> envp;
+    argv_text.insert(argv_text.end(), args.begin(), args.end());
+    std::vector<char*> envp, argv;
     for (auto& e : env_text)
         envp.push_back(e.data());
+    for (auto& a : argv_text)
+        argv.push_back(a.data());
     envp.push_back(nullptr);
-    program();  // read before the fork, announced once
+    argv.push_back(nullptr);
 
     FILE *in = tmpfile(), *out = tmpfile(), *err = tmpfile();
     if (!in || !out || !err)
@@ -176,53 +165,28 @@ CgiResult Sandbox::run(std::map<std::string, std::string> env, const std::string
         dup2(fileno(out), 1);
         dup2(fileno(err), 2);
         alarm(unsigned(timeout_seconds));
-        exec_gwadmin(args, envp.data());
+        // The program itself by its path; a runner through PATH (execvpe would hand a program of another
+        // processor to /bin/sh as a script).
+        if (argv_text.size() == args.size() + 1)
+            execve(argv[0], argv.data(), envp.data());
+        else
+            execvpe(argv[0], argv.data(), envp.data());
+        _exit(127);
     }
     int status = 0;
     struct rusage usage {};
     wait4(pid, &status, 0, &usage);
     fclose(in);
-    CgiResult result;
-    result.max_rss_kb = usage.ru_maxrss;
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    result.timed_out = WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM;
-    result.out = slurp(out);
-    result.err = slurp(err);
-    return result;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) && WTERMSIG(status) == SIGALRM,
+            slurp(out), slurp(err), usage.ru_maxrss};
 }
 
-void exec_gwadmin(const std::vector<std::string>& args, char* const envp[])
-{
-    const Program& prog = program();
-    std::vector<char*> argv;
-    for (const auto& w : prog.runner)
-        argv.push_back(const_cast<char*>(w.c_str()));
-    argv.push_back(const_cast<char*>(prog.exe.c_str()));
-    for (const auto& a : args)
-        argv.push_back(const_cast<char*>(a.c_str()));
-    argv.push_back(nullptr);
-    // The program itself by its path; a runner through PATH. (execvpe is not
-    // used for the program: it would hand a file of another processor to
-    // /bin/sh as a script.)
-    if (prog.runner.empty())
-        execve(argv[0], argv.data(), envp);
-    else
-        execvpe(argv[0], argv.data(), envp);
-    _exit(127);
-}
-
-CgiResult Sandbox::get(const std::string& query) const
-{
-    return run({{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}});
-}
-
+CgiResult Sandbox::get(const std::string& query) const { return run({{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}}); }
 CgiResult Sandbox::post(const std::string& query, const std::string& body) const
 {
-    return run({{"REQUEST_METHOD", "POST"}, {"QUERY_STRING", query},
-                {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
+    return run({{"REQUEST_METHOD", "POST"}, {"QUERY_STRING", query}, {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
                 {"CONTENT_LENGTH", std::to_string(body.size())}}, body);
 }
-
 CgiResult Sandbox::post_multipart(const std::string& boundary, const std::string& body) const
 {
     return run({{"REQUEST_METHOD", "POST"}, {"CONTENT_TYPE", "multipart/form-data; boundary=" + boundary},

@@ -1,5 +1,7 @@
-// End-to-end harness: a fresh sandbox folder (the device's "/") and document
-// root per test, and the real gwadmin run in it as a CGI process.
+// End-to-end harness: a fresh sandbox folder (the device's "/") and document root per test, and the real
+// gwadmin run in it as a CGI process. The program is the build's gwadmin, or the one GWADMIN_TEST_EXE names (a
+// gwadmin built for another processor), started directly or under the command in GWADMIN_TEST_RUNNER, split at
+// blanks and found through PATH (an emulator: "qemu-arm -L /usr/arm-linux-gnueabihf").
 #pragma once
 
 #include <map>
@@ -31,21 +33,16 @@ public:
     void remove(const std::string& device_path) const;
     // An executable stand-in tool at a device path; body is a /bin/sh script body.
     void tool(const std::string& device_path, const std::string& body) const;
-    // Files under the document root.
-    void write_doc(const std::string& path, const std::string& content) const;
-
-    // The factory-default configuration files (sandbox/defaults) into /tmp/ulsp/.
-    void defaults() const;
+    void write_doc(const std::string& path, const std::string& content) const;  // under the document root
+    void defaults() const;  // the factory-default configuration files (sandbox/defaults) into /tmp/ulsp/
     // A configuration file of /tmp/ulsp/, whole.
     std::string config(const std::string& name) const { return read("/tmp/ulsp/" + name); }
     void config(const std::string& name, const std::string& content) const { write("/tmp/ulsp/" + name, content); }
-
     std::vector<std::string> commands() const;  // lines of var/log/commands
     std::vector<std::string> messages() const;  // lines of var/log/messages
 
-    // Runs gwadmin with the CGI environment given (GWADMIN_ROOT and
-    // DOCUMENT_ROOT are added unless the map names them; an empty value
-    // removes the variable). The program is the one exec_gwadmin starts.
+    // Runs gwadmin with the CGI environment given (GWADMIN_ROOT, DOCUMENT_ROOT and PATH are added unless the
+    // map names them; an empty value removes the variable) and the arguments given.
     CgiResult run(std::map<std::string, std::string> env, const std::string& input = "",
                   const std::vector<std::string>& args = {}, int timeout_seconds = 20) const;
     CgiResult get(const std::string& query) const;
@@ -53,20 +50,11 @@ public:
     CgiResult post_multipart(const std::string& boundary, const std::string& body) const;
 };
 
-// Replaces the calling (forked) process with the gwadmin under test, given
-// the arguments and environment; exits with 127 when it cannot be started.
-// The program is the build's gwadmin, or the one GWADMIN_TEST_EXE names (a
-// gwadmin built for another processor); it is started directly, or under the
-// command in GWADMIN_TEST_RUNNER, split at blanks and found through PATH (an
-// emulator: "qemu-arm -L /usr/arm-linux-gnueabihf"). Tests that start gwadmin
-// themselves use this, so they test the same program as Sandbox::run.
-[[noreturn]] void exec_gwadmin(const std::vector<std::string>& args, char* const envp[]);
-
 // A multipart/form-data body as browsers send it.
 struct Part {
     std::string name;
-    std::string value;          // the field's value, or the file's content
-    std::string filename;       // set for a file part
+    std::string value;     // the field's value, or the file's content
+    std::string filename;  // set for a file part
     bool is_file = false;
 };
 std::string multipart_body(const std::string& boundary, const std::vector<Part>& parts);
@@ -75,9 +63,7 @@ std::string multipart_body(const std::string& boundary, const std::vector<Part>&
 std::string read_file(const std::string& path);
 void write_file(const std::string& path, const std::string& content);
 std::vector<std::string> split_lines(const std::string& text);
-// Every file and folder below a host folder, as sorted paths relative to it.
-std::vector<std::string> list_tree(const std::string& dir);
+std::vector<std::string> list_tree(const std::string& dir);  // every path below dir, relative, sorted
 
-// The page gwadmin prints for a failure, e.g. ("in file tmpl line 25",
-// "No such file or directory").
+// The page gwadmin prints for a failure, e.g. ("in file tmpl line 25", "No such file or directory").
 std::string error_page(const std::string& location, const std::string& error_text);
