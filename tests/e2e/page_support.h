@@ -1,6 +1,7 @@
 // Set-up and expectations shared by the page tests.
 #pragma once
 
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,21 @@ inline std::string offered_options(const Lines& options, const std::string& mark
         if (marks[i] != '-')
             offered.insert(offered.end(), {options[2 * i], options[2 * i + 1]}), kept += marks[i];
     return option_lines(offered, kept, true);
+}
+// The country options (value the T.35 code, or the ISO code; label the ISO code), the one of value selected marked.
+inline std::string country_options(const std::string& selected, bool t35)
+{
+    std::istringstream in(
+        "AE B3 AR 07 AU 09 AT 0A AZ F7 BB 0E BD 0D BE 0F BG 1B BO 14 BR 16 BY F4 CA 20 CH A6 CL 25 CN 26 CO 27 CR 2B "
+        "CY 2D CZ 2E DK 31 DE 04 EC 35 EE FA EG 36 ES A0 FI 3C FR 3D GB B4 GR 46 GT 49 GU 48 HR F5 HK 50 HU 51 ID 54 "
+        "IE 57 IN 53 IL 58 IS 52 IT 59 JP 00 JO 5E KR 61 KW 62 LB 64 LI 68 LK A1 LT F9 LU 69 LV F8 MA 77 MT 70 MX 73 "
+        "MY 6C NI 7F NL 7B NO 82 NZ 7E OM 83 PA 85 PE 88 PH 89 PK 84 PL 8A PR 8C PT 8B PY 87 RO 8E RU B8 SA 98 SE A5 "
+        "SG 9C SI FD SK FC TH A9 TR AE TW FE UA B2 US B5 UY B7 VE BB VI 19 VN BC ZA 9F");
+    Lines rows;
+    std::string marks;
+    for (std::string iso, code; in >> iso >> code; marks += (t35 ? code : iso) == selected ? '1' : '0')
+        rows.insert(rows.end(), {t35 ? code : iso, iso});
+    return option_lines(rows, marks, true, "      ");
 }
 // A list's plain options, one per value.
 inline std::string list_options(const Lines& values, const std::string& indent = "      ")

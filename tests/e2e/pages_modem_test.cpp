@@ -1,8 +1,6 @@
 // The modem page (item 7, "modem.config") and the dial-out page (item 9, "dialout.config").
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "page_support.h"
 
 namespace {
@@ -10,24 +8,7 @@ namespace {
 const std::string KORU = "MX-RT-210B-KORU", ANALOG = "MX-RT-210B-AN-KORU", ISDN = "MX-RT-210B-ISDN-KORU",
                   GSM = "MX-RT-210B-GSM-KORU";
 
-// The countries as the device lists them: code and T.35 code.
-const char kCountries[] =
-    "AE B3 AR 07 AU 09 AT 0A AZ F7 BB 0E BD 0D BE 0F BG 1B BO 14 BR 16 BY F4 CA 20 CH A6 CL 25 CN 26 CO 27 "
-    "CR 2B CY 2D CZ 2E DK 31 DE 04 EC 35 EE FA EG 36 ES A0 FI 3C FR 3D GB B4 GR 46 GT 49 GU 48 HR F5 HK 50 "
-    "HU 51 ID 54 IE 57 IN 53 IL 58 IS 52 IT 59 JP 00 JO 5E KR 61 KW 62 LB 64 LI 68 LK A1 LT F9 LU 69 LV F8 "
-    "MA 77 MT 70 MX 73 MY 6C NI 7F NL 7B NO 82 NZ 7E OM 83 PA 85 PE 88 PH 89 PK 84 PL 8A PR 8C PT 8B PY 87 "
-    "RO 8E RU B8 SA 98 SE A5 SG 9C SI FD SK FC TH A9 TR AE TW FE UA B2 US B5 UY B7 VE BB VI 19 VN BC ZA 9F";
-
-// The country options with the one of T.35 code `selected` marked.
-std::string countries(const std::string& selected)
-{
-    std::istringstream in(kCountries);
-    Lines rows;
-    std::string marks;
-    for (std::string iso, t35; in >> iso >> t35; marks += t35 == selected ? '1' : '0')
-        rows.insert(rows.end(), {t35, iso});
-    return marks.size() == 85 ? option_lines(rows, marks, true, "      ") : "not 85 countries";
-}
+std::string countries(const std::string& selected) { return country_options(selected, true); }
 
 const std::string kAtLong = "AT+CGDCONT=1,\"IP\",\"internet.example\"";  // 37 characters, shown as 31, escaped
 const std::string kModemFile =
@@ -74,10 +55,7 @@ TEST(ModemPage, ShowFillsTheInternalModemOfTheModelAndTheExternalOne)
         setup(sb, c[0], kModemFile, "modint", tmpl);
         EXPECT_EQ(sb.get("item=7").out, c[1]) << c[0];
     }
-}
-
-TEST(ModemPage, TypeButtonsCheckTheTypesTheStoredValueBegins)
-{
+    // The type buttons check every type the stored value begins.
     auto radios = [](const std::string& marks) {
         std::string out;
         for (int i = 0; i < 3; ++i)
@@ -87,11 +65,11 @@ TEST(ModemPage, TypeButtonsCheckTheTypesTheStoredValueBegins)
         return out;
     };
     // {stored type ("-": no line), checked, section, country code, selected}
-    const Lines cases[] = {{"-", "111", "0", "4", ""},      {"none", "100", "0", "B3", "B3"},
+    const Lines types[] = {{"-", "111", "0", "4", ""},      {"none", "100", "0", "B3", "B3"},
                            {"a", "010", "1", "9F", "9F"},   {"dsl", "001", "2", "", ""},
                            {"isdn", "000", "{EXT_MODEM_TYPE}", "b3", ""},
                            {"gsm", "000", "{EXT_MODEM_TYPE}", "AE", "AE"}};  // TR's code
-    for (const Lines& c : cases) {
+    for (const Lines& c : types) {
         Sandbox sb;
         setup(sb, KORU, edit_conf(kModemFile, {{"EXT_MODEM_TYPE", c[0]}, {"EXT_MODEM_COUNTRY_CODE", c[3]}}),
               "modint", "{EXT_RADIO_OPTS}|{EXT_MODEM_TYPE}|{EXT_COUNTRY_LIST}");
@@ -163,20 +141,17 @@ TEST(DialOutPage, ShowOffersTheModemsPresentAndTheStoredDeviceWhileItsModemIsThe
     for (const Lines& c : cases) {
         Sandbox sb;
         dial_setup(sb, c[0], c[1], edit_conf(kDialFile, {{"DIALOUT_DEV", c[2]}}));
-        EXPECT_EQ(sb.get("item=9").out, (c[0].empty() ? error_page("in file diaout line 26", "No such file or directory") : "") +
-                             "visible||" + offered_options(devices, c[3]) + "|" + c[4] +
-                             (c[1] == "dsl" ? "|hidden|{CMND}" : "|visible|ATZ") + "|300|web|3|30||||||||1|")
+        EXPECT_EQ(sb.get("item=9").out, (c[0].empty() ? error_page("in file diaout line 26", "No such file or "
+                                                                   "directory") : "") + "visible||" +
+                                            offered_options(devices, c[3]) + "|" + c[4] +
+                                            (c[1] == "dsl" ? "|hidden|{CMND}" : "|visible|ATZ") + "|300|web|3|30||||||||1|")
             << c[0] << " " << c[1] << " " << c[2];
     }
-    // No modem at all: only the message.
-    Sandbox sb;
+    Sandbox sb;  // no modem at all: only the message
     dial_setup(sb, KORU + "-2", "nonexistent", kDialFile);
     EXPECT_EQ(sb.get("item=9").out,
               "hidden|No modem\n|" + kDialTmpl.substr(kDialTmpl.find("{DIALOUT_DEV}")) + kListTmpl);
-}
-
-TEST(DialOutPage, ShowListsTheProvidersCutAndNamesTheActiveOne)
-{
+    // The providers cut; the active one's name is not cut, and an entry past the count is still found.
     const std::string name2 = "a-provider-name-of-25-chr", user = std::string(70, 'u'), pass = std::string(35, 'p');
     const std::string list = "DIALOUT_ISP_N='2'\nDIALOUT_ISP_1_NAME='one'\nDIALOUT_ISP_1_NUM='0123456789012345678901'\n"
                              "DIALOUT_ISP_1_USER='" + user + "'\nDIALOUT_ISP_1_PASS='" + pass + "'\n"
@@ -186,9 +161,7 @@ TEST(DialOutPage, ShowListsTheProvidersCutAndNamesTheActiveOne)
                               list_options({"01234567890123456789", "2"}) + "|01234567890123456789 2 |" +
                               list_options({user.substr(0, 63), "x&quot;y"}) + "|" + user.substr(0, 63) +
                               " x&quot;y |" + pass.substr(0, 30) + " s |";
-    // {active provider, its name}: the name is not cut; an entry past the count is still found.
-    for (const Lines& c : {Lines{"2", name2}, Lines{"3", "beyond"}, Lines{"", ""}}) {
-        Sandbox sb;
+    for (const Lines& c : {Lines{"2", name2}, Lines{"3", "beyond"}, Lines{"", ""}}) {  // {active provider, its name}
         dial_setup(sb, GSM, "none",
                    edit_conf(kDialFile, {{"DIALOUT_ISP_ACTIVE", c[0]}, {"DIALOUT_ISP_N", "-"}}) + list);
         sb.write_doc("english/diaout.tmpl", kListTmpl);

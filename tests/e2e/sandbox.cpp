@@ -16,9 +16,8 @@ namespace fs = std::filesystem;
 
 std::string read_file(const std::string& path)
 {
-    std::ifstream in(path, std::ios::binary);
     std::ostringstream out;
-    out << in.rdbuf();
+    out << std::ifstream(path, std::ios::binary).rdbuf();
     return out.str();
 }
 
@@ -106,17 +105,13 @@ const std::vector<std::string>& program()
 {
     static const std::vector<std::string> words = [] {
         std::vector<std::string> w;
-        std::istringstream runner(getenv("GWADMIN_TEST_RUNNER") ? getenv("GWADMIN_TEST_RUNNER") : "");
-        for (std::string word; runner >> word;)
+        std::string runner = getenv("GWADMIN_TEST_RUNNER") ? getenv("GWADMIN_TEST_RUNNER") : "", word;
+        for (std::istringstream words(runner); words >> word;)
             w.push_back(word);
         const char* exe = getenv("GWADMIN_TEST_EXE");
         w.push_back(exe && *exe ? exe : GWADMIN_EXE);
-        if (w.size() > 1 || w.back() != GWADMIN_EXE) {
-            std::string text;
-            for (const auto& word : w)
-                text += (text.empty() ? "" : " ") + word;
-            fprintf(stderr, "e2e: gwadmin under test: %s\n", text.c_str());
-        }
+        if (w.size() > 1 || w.back() != GWADMIN_EXE)
+            fprintf(stderr, "e2e: gwadmin under test: %s %s\n", runner.c_str(), w.back().c_str());
         return w;
     }();
     return words;

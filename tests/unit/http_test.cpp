@@ -1,9 +1,6 @@
-// The request front end: pieces, lookups, urlencoded and multipart parsing, uploads and their move.
-#include <cerrno>
-#include <cstring>
+// The request front end: pieces, lookups, urlencoded and multipart parsing, bounds, uploads and their move.
 #include <memory>
 #include <set>
-#include <sys/stat.h>
 #include <vector>
 
 #include "unit_support.h"
@@ -24,11 +21,7 @@ std::string file_head(const std::string& name, const std::string& file, const st
     return delim + "\r\nContent-Disposition: form-data; name=\"" + name + "\"; filename=\"" + file +
            "\"\r\nContent-Type: application/octet-stream\r\n\r\n";
 }
-std::string error_page(const char* line, int error)
-{
-    return std::string("<html><head></head><body>Error <b>in file http line ") + line + "</b>: <b>" +
-           strerror(error) + "</b> <br>Please contact the customer support. </body></html>";
-}
+std::string http_error(const char* line, int error) { return error_page(std::string("in file http line ") + line, error); }
 // "lang|item|act|name=value;...|field=file;..." with both lists newest first (the sentinel shows as "=").
 std::string state()
 {
@@ -39,33 +32,15 @@ std::string state()
     return s;
 }
 void set_env(const char* name, const char* value) { value ? setenv(name, value, 1) : unsetenv(name); }
-void clear_cgi()
-{
-    for (const char* name : {"QUERY_STRING", "REQUEST_METHOD", "CONTENT_LENGTH", "CONTENT_TYPE", "HTTP_CONTENT_LENGTH"})
-        unsetenv(name);
-}
 
 class Http : public SandboxTest {
 protected:
-    void SetUp() override
-    {
-        SandboxTest::SetUp();
-        fs::create_directories(root_ + "/tmp/upload/sub");
-        clear_cgi();
-    }
-    void TearDown() override
-    {
-        http_set_input(nullptr);
-        clear_cgi();
-        SandboxTest::TearDown();
-    }
     void feed(const std::string& body)
     {
         body_ = body;
         in_.reset(body_.empty() ? fopen("/dev/null", "r") : fmemopen(&body_[0], body_.size(), "r"));
         http_set_input(in_.get());
     }
-    void fresh() { http_free(), request(""); }
     // http_parse with the program arguments after the program's name; returns what went to stdout.
     std::string parse(std::vector<const char*> args)
     {
@@ -77,7 +52,7 @@ protected:
     // http_parse_multipart on body after a fresh record; returns what went to stdout, its result in rc_.
     std::string multipart(const std::string& body)
     {
-        fresh();
+        http_free(), request("");
         feed(body);
         testing::internal::CaptureStdout();
         rc_ = http_parse_multipart(0, nullptr);
@@ -107,13 +82,12 @@ TEST_F(Http, PiecesAreDecodedThenValidatedAndStored)
         {{"_x=1", "a_1=", "Ab9_=v", "ip=1", "ip=2", "lang=english"}, "englis|0|0|ip=2;ip=1;Ab9_=v;a_1=;_x=1;=|"},
         {{" \tx=1", "a%3Db=c", "c=x%26y", "name=+John+Smith+", "item=-3", "act=1"},
          "|-3|1|name= John Smith;c=x&y;a=b=c;x=1;=|"},
-        {{"lang=english", "lang=de"}, "de|0|0|=|"},
-        {{"lang%3Dit", "item=5", "item=abc"}, "it|0|0|=|"},
+        {{"lang=english", "lang=de"}, "de|0|0|=|"}, {{"lang%3Dit", "item=5", "item=abc"}, "it|0|0|=|"},
         {{"item=7x", "act=2", "act=4"}, "|7|4|=|"},
         {{"LANG=de", "items=2", "acts=1", "lan=x"}, "|0|0|lan=x;acts=1;items=2;LANG=de;=|"},
     };
     for (const auto& [pieces, expected] : cases) {
-        fresh();
+        http_free(), request("");
         for (const char* piece : pieces)
             http_add_pair(piece);
         EXPECT_EQ(state(), expected) << "first piece: " << pieces[0];
@@ -153,7 +127,7 @@ TEST_F(Http, LookupTakesPrefixesNewestFirstAndTheLastNodeUnchecked)
     EXPECT_EQ(http_strdup(nullptr), nullptr);
     http_node_free(nullptr);
     EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              error_page("55", EINVAL) + error_page("55", EINVAL) + error_page("105", EINVAL));
+              http_error("55", EINVAL) + http_error("55", EINVAL) + http_error("105", EINVAL));
 }
 
 TEST_F(Http, UrlencodedTakesQueryThenBodyThenArgumentsUnlessTheTypeIsMultipart)
@@ -163,8 +137,8 @@ TEST_F(Http, UrlencodedTakesQueryThenBodyThenArgumentsUnlessTheTypeIsMultipart)
         http_free();
         setenv("CONTENT_TYPE", type, 1);
         feed(field("x", "1") + D + "\r\nno name here\r\n");  // multipart stops at line 369, http_parse gives 0
-        bool multi = type[18] == 'a';
-        EXPECT_EQ(parse({"item=27", "act=5"}), multi ? error_page("369", EINVAL) : "") << type;
+        const bool multi = type[18] == 'a';
+        EXPECT_EQ(parse({"item=27", "act=5"}), multi ? http_error("369", EINVAL) : "") << type;
         EXPECT_EQ(state(), multi ? "|0|0|x=1;=|" : "|27|5|=|") << type;
     }
     const struct { const char *query, *method, *length, *body; std::vector<const char*> args; const char* state; }
@@ -173,10 +147,8 @@ TEST_F(Http, UrlencodedTakesQueryThenBodyThenArgumentsUnlessTheTypeIsMultipart)
         {"&&a=1&&b=2&", nullptr, nullptr, "", {}, "|0|0|b=2;a=1;=|"},
         {nullptr, "POST", "3", "a=1&b=2", {}, "|0|0|a=1;=|"},
         {nullptr, "POST", "100", "a=1&b=2", {}, "|0|0|b=2;a=1;=|"},  // short body
-        {nullptr, "POST", nullptr, "a=1", {}, "|0|0|=|"},
-        {nullptr, "POST", "-5", "a=1", {}, "|0|0|=|"},
-        {nullptr, "GET", "3", "a=1", {}, "|0|0|=|"},
-        {nullptr, "POSTED", "3", "a=1", {}, "|0|0|a=1;=|"},
+        {nullptr, "POST", nullptr, "a=1", {}, "|0|0|=|"}, {nullptr, "POST", "-5", "a=1", {}, "|0|0|=|"},
+        {nullptr, "GET", "3", "a=1", {}, "|0|0|=|"}, {nullptr, "POSTED", "3", "a=1", {}, "|0|0|a=1;=|"},
         {nullptr, "POST", "262144", "a=1", {"x=1"}, "|0|0|x=1;a=1;=|"},  // 256 KiB: the most a form may bring
         {"v=q&item=1&lang=qq&act=1", "POST", "18", "v=b&item=2&lang=bb", {"v=a", "item=3", "lang=a%41", "bad-arg"},
          "aA|3|1|v=a;v=b;v=q;=|"},
@@ -194,14 +166,82 @@ TEST_F(Http, UrlencodedTakesQueryThenBodyThenArgumentsUnlessTheTypeIsMultipart)
     setenv("QUERY_STRING", "q=1&item=24&act=1", 1);
     setenv("CONTENT_LENGTH", "262145", 1);
     feed("a=1");
-    EXPECT_EQ(parse({"x=1"}), error_page("258", ENOMEM));
+    EXPECT_EQ(parse({"x=1"}), http_error("258", ENOMEM));
     EXPECT_EQ(state(), "|0|0|=|");
     EXPECT_EQ(records(), "3 Error in file http line 369: Invalid argument\n3 Error in file http line 369: Invalid "
                          "argument\n3 Error in file http line 258: " + std::string(strerror(ENOMEM)) + "\n");
 }
 
+// A query string of several megabytes only an in-process caller can pass (the kernel hands no program an
+// environment text over 128 KiB).
+TEST_F(Http, QueryStringsPastTheirBoundsAreRefusedWhole)
+{
+    auto variables = [](int count) {
+        std::string text;
+        for (int i = 0; i < count; ++i)
+            text += "v" + std::to_string(i) + "=%41+&";
+        return text;
+    };
+    const std::string at_most = variables(1000) + "lang=de&item=47&act=1&" + std::string(20000, '&');
+    ASSERT_LE(at_most.size(), 64u * 1024);
+    for (const std::string& query : {at_most, variables(1001) + "item=47&act=1",  // one variable too many
+                                     at_most + std::string(64 * 1024 - at_most.size() + 1, '&'),  // one byte too long
+                                     "lang=de&" + std::string(4 << 20, '&') + "item=47&act=1&v=1"}) {
+        const bool refused = query != at_most;
+        testing::internal::CaptureStdout();
+        request(query.c_str());
+        EXPECT_EQ(testing::internal::GetCapturedStdout(), refused ? http_error("258", ENOMEM) : "") << query.size();
+        size_t stored = 0;
+        for (const HListNode* node = g_request.variables; node->next; node = node->next)
+            ++stored;
+        EXPECT_EQ(state().substr(0, 8) + "|" + std::to_string(stored) + "|" + http_var("v999"),
+                  refused ? "|0|0|=||0|" : "de|47|1||1000|A") << query.size();
+        http_free();
+    }
+}
+
+// Past a bound of its body a request is refused whole, as an allocation failure, and what it brought is dropped.
+TEST_F(Http, BodiesPastTheirBoundsAreRefusedWhole)
+{
+    std::string vars, fields, uploads;  // 1,000 of each, 8 uploads
+    for (int i = 0; i < 1000; ++i)
+        vars += "v" + std::to_string(i) + "=x&", fields += field("v" + std::to_string(i), "x");
+    for (int i = 0; i < 8; ++i)
+        uploads += file_head("f", "up" + std::to_string(i)) + "x\r\n";
+    const std::string form = field("item", "41") + field("act", "1") + END, refused = http_error("258", ENOMEM);
+    const struct { bool multi; std::string length, body; std::vector<const char*> args; std::string out, kept; } cases[] = {
+        {false, "", vars + "item=47", {}, "", "47|0|1000|0"}, {false, "", vars + "v=1&item=47", {}, refused, "0|0|0|0"},
+        {false, "", vars + "item=47", {"w=1"}, refused, "0|0|0|0"},  // the last from the arguments
+        {false, "x7", "item=41", {}, "", "0|0|0|0"},
+        {true, "", fields + field("item", "47") + END, {}, "", "47|0|1000|0"},
+        {true, "", fields + field("v", "1") + field("item", "47") + END, {}, refused, "0|0|0|0"},
+        {true, "", uploads + field("item", "47") + END, {}, "", "47|0|0|8"},
+        {true, "", uploads + file_head("f", "up8") + "x\r\n" + field("item", "47") + END, {}, refused, "0|0|0|0"},
+        {true, std::to_string(1LL << 40), form, {}, refused, "0|0|0|0"},  // refused unread
+        {true, std::to_string(form.find(D, 4)), form, {}, "", "41|0|0|0"}, {true, "9999", form, {}, "", "41|1|0|0"},
+        {true, "x", form, {}, http_error("297", EMSGSIZE), "0|0|0|0"},
+    };
+    for (const auto& c : cases) {
+        http_free();
+        setenv("CONTENT_LENGTH", (c.length.empty() ? std::to_string(c.body.size()) : c.length).c_str(), 1);
+        setenv("REQUEST_METHOD", "POST", 1);
+        feed(c.body);
+        EXPECT_EQ(c.multi ? multipart(c.body) : parse(c.args), c.out) << c.body.substr(0, 80);
+        size_t count[2] = {};
+        for (const HListNode* node = g_request.variables; node && node->next; node = node->next)
+            ++count[0];
+        for (int i = 0; i < 9; ++i)
+            count[1] += fs::exists(root_ + "/tmp/upload/up" + std::to_string(i));
+        EXPECT_EQ(std::to_string(g_request.item) + "|" + std::to_string(g_request.act) + "|" + std::to_string(count[0]) +
+                  "|" + std::to_string(count[1]), c.kept) << c.body.substr(0, 80);
+        for (int i = 0; i < 9; ++i)
+            fs::remove(root_ + "/tmp/upload/up" + std::to_string(i));
+    }
+}
+
 TEST_F(Http, MultipartFormsAndUploads)
 {
+    fs::create_directories(root_ + "/tmp/upload/sub");
     const std::string b96 = "--" + std::string(93, 'b') + "c";  // with CR LF exactly 98 characters
     const std::string rest = "abc\r\n" + field("z", "1", "--XX") + "--XX--\r\n", f = file_head("f", "u.bin");
     static const char raw[] = "bin\0ary\r\n-\r\n--X\r\n--\xff--XZ end";
@@ -216,37 +256,34 @@ TEST_F(Http, MultipartFormsAndUploads)
              field("item", "9") + field("act", "2") + field("note", "") + END,
          0, "english|7|1|note=;act=2;item=9;lang=fr;=|", ""},
         // Uploads are copied byte for byte over any old file, with the CR LF ahead of the delimiter.
-        {field("lang", "de") + f + small + "\r\n" + file_head("cert", "..b.bin") + large + "\r\n" + field("x", "1") +
-             END,
+        {field("lang", "de") + f + small + "\r\n" + file_head("cert", "..b.bin") + large + "\r\n" + field("x", "1") + END,
          0, "de|0|0|x=1;=|cert=..b.bin;f=u.bin", "", small + "\r\n"},
         // A value keeps its first line only, the rest is read as headers.
-        {field("msg", "line1\r\nline2") + field("x", "1") + END, -1, "|0|0|msg=line1;=|", error_page("369", EINVAL)},
+        {field("msg", "line1\r\nline2") + field("x", "1") + END, -1, "|0|0|msg=line1;=|", http_error("369", EINVAL)},
         // An empty file name skips the part and loses the later fields.
         {field("a", "1") + file_head("f", "") + "\r\n" + field("b", "2") + END, -1, "|0|0|a=1;=|",
-         error_page("369", EINVAL)},
+         http_error("369", EINVAL)},
         // filename= ahead of name= names the field from inside it.
-        {D + "\r\nContent-Disposition: form-data; filename=\"u.bin\"; name=\"f\"\r\nContent-Type: x\r\n\r\nhi\r\n" +
-             END,
+        {D + "\r\nContent-Disposition: form-data; filename=\"u.bin\"; name=\"f\"\r\nContent-Type: x\r\n\r\nhi\r\n" + END,
          0, "|0|0|=|u.bin=u.bin", "", "hi\r\n"},
         // A delimiter line of 98 characters fits; a longer one is reported and its rest read as a header.
         {field("x", "1", b96) + file_head("f", "u.bin", b96) + "data\r\n" + b96 + "--\r\n", 0, "|0|0|x=1;=|f=u.bin", "",
          "data\r\n"},
-        {field("x", "1", "--" + std::string(95, 'b')), -1, "|0|0|=|",
-         error_page("301", EMSGSIZE) + error_page("369", EINVAL)},
+        {field("x", "1", "--" + std::string(95, 'b')), -1, "|0|0|=|", http_error("301", EMSGSIZE) + http_error("369", EINVAL)},
         // An over-long header line is reported and parsing goes on.
         {D + "\r\nContent-Disposition: form-data; name=\"big\"; pad=\"" + std::string(1000, 'p') + "\"\r\n\r\nv\r\n",
-         0, "|0|0|big=;=|", error_page("309", EMSGSIZE)},
-        {"", 0, "|0|0|=|", error_page("297", EMSGSIZE)},
+         0, "|0|0|big=;=|", http_error("309", EMSGSIZE)},
+        {"", 0, "|0|0|=|", http_error("297", EMSGSIZE)},
         // An upload ends at the end of input or at the first text like the delimiter but for its last character;
         // a delimiter ending in a doubled character never matches.
         {f + "hi", 0, "|0|0|=|f=u.bin", "", "hi"},  // shorter than the delimiter
         {f + "ab" + field("x", "1", "--XYQ") + END, 0, "|0|0|x=1;=|f=u.bin", "", "ab"},
         {file_head("f", "u.bin", "--XX") + rest, 0, "|0|0|=|f=u.bin", "", rest},
-        // A name leaving the folder is refused like a failed open.
-        {file_head("f", "../evil") + "x\r\n" + field("b", "2") + END, -1, "|0|0|=|", error_page("339", EACCES)},
-        {file_head("f", "..") + "x\r\n" + END, -1, "|0|0|=|", error_page("339", EACCES)},
-        {file_head("f", ".") + "x\r\n" + END, -1, "|0|0|=|", error_page("339", EACCES)},
-        {file_head("f", "sub/x") + "x\r\n" + END, -1, "|0|0|=|", error_page("339", EACCES)},
+        // A name leaving the folder is refused like a failed open, and parsing stops.
+        {file_head("f", "../evil") + "x\r\n" + field("b", "2") + END, -1, "|0|0|=|", http_error("339", EACCES)},
+        {file_head("f", "..") + "x\r\n" + END, -1, "|0|0|=|", http_error("339", EACCES)},
+        {file_head("f", ".") + "x\r\n" + END, -1, "|0|0|=|", http_error("339", EACCES)},
+        {file_head("f", "sub/x") + "x\r\n" + END, -1, "|0|0|=|", http_error("339", EACCES)},
     };
     for (const auto& c : cases) {
         spit(root_ + "/tmp/upload/u.bin", old);
@@ -262,14 +299,14 @@ TEST_F(Http, MultipartFormsAndUploads)
     EXPECT_EQ(found, (std::set<std::string>{"/tmp/ulsp", "/tmp/upload", "/tmp/upload/sub", "/tmp/upload/u.bin",
                                             "/tmp/upload/..b.bin"}));
     fs::remove_all(root_ + "/tmp/upload");  // an open that fails reports its own reason
-    EXPECT_EQ(multipart(f + "x\r\n" + END), error_page("339", ENOENT));
+    EXPECT_EQ(multipart(f + "x\r\n" + END), http_error("339", ENOENT));
     EXPECT_EQ(rc_, -1);
 }
 
 TEST_F(Http, MoveUploadRunsThePrivilegedMove)
 {
     spit(root_ + "/usr/bin/sudo", "#!/bin/sh\nexec \"$@\"\n");  // runs its arguments; mv is the real one
-    chmod((root_ + "/usr/bin/sudo").c_str(), 0755);
+    fs::permissions(root_ + "/usr/bin/sudo", fs::perms(0755));
     fs::create_directories(root_ + "/bin");
     fs::create_symlink("/bin/mv", root_ + "/bin/mv");
     spit(root_ + "/tmp/upload/it's a.p12", "CERT");

@@ -1,5 +1,5 @@
-// Page rendering: templates, messages, commands, password hashes, folders and dates.
-#include "render/aux.h"
+// Page rendering: templates, messages, commands, password hashes, folders, dates, and the pages' helpers.
+#include "render/pagehelp.h"
 
 #include <limits>
 
@@ -13,7 +13,7 @@ using Render = SandboxTest;
 
 TEST_F(Render, TemplatesReplaceInsertAndPrint)
 {
-    struct Case { const char* page; const char* mark; const char* text; const char* result; } cases[] = {
+    const struct { const char *page, *mark, *text, *result; } cases[] = {
         {"a{X}b{X}c", "{X}", "1", "a1b1c"}, {"a{X}b", "{Y}", "z", "a{X}b"},
         {"{{X}}", "{X}", "X", "X"}, {"ab{{X}X}", "{X}", "", "ab"},  // joins with neighbours are replaced again
         {"{X}-{X}", "{X}", "<{X}>", "<{X}>-<{X}>"}, {"{X}{X}", "{X}", "{X}{X}", "{X}{X}{X}{X}"},
@@ -27,9 +27,7 @@ TEST_F(Render, TemplatesReplaceInsertAndPrint)
     page(std::string("ab\0{X}cd", 8));  // a zero byte ends the page; a freed page prints nothing
     tmpl_replace("{X}", "1");
     testing::internal::CaptureStdout();
-    tmpl_print();
-    tmpl_free();
-    tmpl_print();
+    tmpl_print(), tmpl_free(), tmpl_print();
     EXPECT_EQ(testing::internal::GetCapturedStdout() + (tmpl_page() ? "|not freed" : ""), "ab");
     expect_report([] { EXPECT_EQ(tmpl_load("missing.tmpl"), -1); }, "in file tmpl line 25", ENOENT);
 
@@ -37,11 +35,9 @@ TEST_F(Render, TemplatesReplaceInsertAndPrint)
     spit(base_ + "/www/part.html", "hi\n");
     EXPECT_EQ(tmpl_insert_file("{F}", "part.html"), 0);
     EXPECT_EQ(page(), "<hi\n>hi\n");
-    page("<{F}>");
-    expect_report([] {
-        EXPECT_EQ(tmpl_insert_file("{G}", "missing.html"), 0);  // an absent placeholder opens nothing
-        EXPECT_EQ(tmpl_insert_file("{F}", "missing.html"), -1);
-    }, "in file tmpl line 99", ENOENT);
+    page("<{F}>");  // an absent placeholder opens nothing
+    expect_report([] { EXPECT_EQ(tmpl_insert_file("{G}", "no.html") + tmpl_insert_file("{F}", "no.html"), -1); },
+                  "in file tmpl line 99", ENOENT);
     EXPECT_EQ(page(), "<{F}>");
 }
 
@@ -49,10 +45,9 @@ TEST_F(Render, MessageTakesTheFirstLineWhoseKeyIsAPrefixOfTheKeyAsked)
 {
     messages("ospf_head:OSPF settings\nx_rslt:Saved: reboot needed\ndup:first\ndup:second\nlast:no newline");
     spit(base_ + "/www/de/messages", "ospf_head:OSPF-Einstellungen\n");
-    struct Case { const char* lang; const char* key; const char* text; } cases[] = {
-        {"", "ospf_headline", "OSPF settings\n"}, {"", "ospf", ""}, {"", "x_rslt", "Saved"},
-        {"", "dup", "first\n"}, {"", "last", "no newline"},
-        {"de", "ospf_head", "OSPF-Einstellungen\n"}, {"../de", "ospf_head", "OSPF settings\n"},
+    const struct { const char *lang, *key, *text; } cases[] = {
+        {"", "ospf_headline", "OSPF settings\n"}, {"", "ospf", ""}, {"", "x_rslt", "Saved"}, {"", "dup", "first\n"},
+        {"", "last", "no newline"}, {"de", "ospf_head", "OSPF-Einstellungen\n"}, {"../de", "ospf_head", "OSPF settings\n"},
     };
     char out[AUX_MESSAGE_SIZE];
     for (const auto& c : cases) {
@@ -68,11 +63,13 @@ TEST_F(Render, MessageTakesTheFirstLineWhoseKeyIsAPrefixOfTheKeyAsked)
 
 TEST_F(Render, RunCaptureReadsTheWholeOutputAndCryptpwQuotesThePassword)
 {
+    EXPECT_EQ(sh_quote("abc") + "|" + sh_quote("") + "|" + sh_quote("a'b") + "|" + sh_quote("$(x); `y` \"z\""),
+              "'abc'||'a'\\''b'|'$(x); `y` \"z\"'");  // an empty text gives no word, as a bare empty text gives none
     spit(root_ + "/usr/bin/emit", "#!/bin/sh\nhead -c \"$1\" /dev/zero | tr '\\000' x\n");
     spit(root_ + "/usr/bin/cryptpw", "#!/bin/sh\nprintf '%s:%s\\n' \"$#\" \"$1\"\n");
     for (const char* tool : {"/usr/bin/emit", "/usr/bin/cryptpw"})
         fs::permissions(root_ + tool, fs::perms(0755));
-    struct Case { const char* command; const char* text; std::string output; } cases[] = {
+    const struct { const char *command, *text; std::string output; } cases[] = {
         {"emit 0", nullptr, ""}, {"emit 256", nullptr, std::string(256, 'x')}, {"emit 513", "", std::string(513, 'x')},
         {"emit 70000", "pre:", "pre:" + std::string(70000, 'x')}, {"no_such_tool 2>/dev/null", nullptr, ""},
         {"emit 3; exit 7", nullptr, "xxx"},  // the exit status is not looked at
@@ -84,8 +81,7 @@ TEST_F(Render, RunCaptureReadsTheWholeOutputAndCryptpwQuotesThePassword)
         free(got);
         ran += std::string(c.command) + "\n";
     }
-
-    struct Pw { const char* password; size_t size; const char* hash; } pws[] = {
+    const struct { const char* password; size_t size; const char* hash; } pws[] = {
         {"0123456789abcdef", 64, "1:0123456789abcdef"}, {"a b'$(id) *;x", 64, "1:a b'$(id) *;x"}, {"abcdef", 5, "1:ab"},
     };
     for (const auto& c : pws) {
@@ -103,12 +99,10 @@ TEST_F(Render, RunCaptureReadsTheWholeOutputAndCryptpwQuotesThePassword)
 
 TEST_F(Render, MkdirsCreatesNestedFoldersUnderTheDeviceFolder)
 {
-    EXPECT_EQ(aux_mkdirs("/tmp", "a/b/c"), 0);
-    EXPECT_EQ(aux_mkdirs("/tmp", "a/b/d"), 0);  // existing folders are accepted
+    EXPECT_EQ(aux_mkdirs("/tmp", "a/b/c") + aux_mkdirs("/tmp", "a/b/d"), 0);  // existing folders are accepted
     EXPECT_TRUE(fs::is_directory(root_ + "/tmp/a/b/c"));
     EXPECT_EQ(fs::status(root_ + "/tmp/a/b/d").permissions(), fs::perms(0700));
     EXPECT_EQ(fs::current_path(), fs::path(base_ + "/www"));  // the working folder is kept
-
     expect_report([] { EXPECT_EQ(aux_mkdirs("/tmp", "e/../f"), -1); }, "in file aux line 160", EINVAL);
     EXPECT_FALSE(fs::exists(root_ + "/tmp/f") || fs::exists(root_ + "/tmp/e/f"));
     spit(root_ + "/tmp/plain", "");
@@ -121,9 +115,8 @@ TEST_F(Render, DatesAreWrittenInUtc)
 {
     const char* tz = getenv("TZ");
     const std::string old_tz = tz ? tz : "";
-    setenv("TZ", "JST-9", 1);  // local time a day ahead of UTC at 23:30
-    tzset();
-    struct Case { time_t when; bool with_time; const char* text; } cases[] = {
+    setenv("TZ", "JST-9", 1), tzset();  // local time a day ahead of UTC at 23:30
+    const struct { time_t when; bool with_time; const char* text; } cases[] = {
         {1709681400, false, "05.03.2024"}, {1709681400, true, "05.03.2024, 23:30:00"},
         {1709681400 + 5 * 3600 + 59, true, "06.03.2024, 04:30:59"},
     };
@@ -133,12 +126,9 @@ TEST_F(Render, DatesAreWrittenInUtc)
         EXPECT_EQ(aux_format_date(c.when, out, c.with_time), out);
         EXPECT_STREQ(out, c.text);
     }
-    const time_t never = std::numeric_limits<time_t>::max();
     for (bool with_time : {false, true})
-        expect_report([&] { EXPECT_EQ(aux_format_date(never, out, with_time), nullptr); },
-                      with_time ? "in file aux line 212" : "in file aux line 186", EOVERFLOW,
-                      "6 aux auxDate: gmtime_r fails\n");
-
+        expect_report([&] { EXPECT_EQ(aux_format_date(std::numeric_limits<time_t>::max(), out, with_time), nullptr); },
+                      with_time ? "in file aux line 212" : "in file aux line 186", EOVERFLOW, "6 aux auxDate: gmtime_r fails\n");
     const time_t start = time(nullptr);
     char date[AUX_DATE_SIZE], stamp[AUX_DATETIME_SIZE];
     EXPECT_TRUE(auxDate(date) == date && auxDateTime(stamp) == stamp);
@@ -149,8 +139,58 @@ TEST_F(Render, DatesAreWrittenInUtc)
     fs::remove(root_ + "/var/log/messages");
     EXPECT_TRUE(auxDate(nullptr) == nullptr && auxDateTime(nullptr) == nullptr);
     EXPECT_EQ(records(), "6 aux: invalid argument\n6 aux: invalid argument\n");
-    tz ? setenv("TZ", old_tz.c_str(), 1) : unsetenv("TZ");
-    tzset();
+    tz ? setenv("TZ", old_tz.c_str(), 1) : unsetenv("TZ"), tzset();
+}
+
+const Option ROWS[] = {{"static", "Static"}, {"dhcp", "DHCP"}};
+
+TEST(PageHelp, OptionListsAndYesTestsAsThePagesWriteThem)
+{
+    const OptionStyle tight = {"    ", "", " selected", match_exact}, spaced = {"      ", " ", "selected", match_exact},
+                      prefix = {"    ", "", " selected", match_stored_prefix};
+    EXPECT_EQ(option_list(ROWS, "dhcp", tight), "\n    <option value=\"static\">Static</option>\n    <option value=\"dhcp\" selected>DHCP</option>");
+    EXPECT_EQ(option_list(ROWS, "static", spaced),
+              "\n      <option value=\"static\" selected>Static</option>\n      <option value=\"dhcp\" >DHCP</option>");
+    // Matching over the stored value's length: a prefix of an option, or nothing at all, selects it.
+    EXPECT_EQ(option_list(ROWS, "stat", prefix), "\n    <option value=\"static\" selected>Static</option>\n    <option value=\"dhcp\">DHCP</option>");
+    EXPECT_EQ(option_list(ROWS, "", prefix).find("\">") + option_list(ROWS, "statics", prefix).find("selected") +
+              option_list(ROWS, "", tight).find("selected"), 3 * std::string::npos);
+    const Option odd[] = {{"a\"b", "<i>&"}};  // markup in a row is written escaped; the stored value matched as it is
+    EXPECT_EQ(option_list(odd, "a\"b", tight), "\n    <option value=\"a&quot;b\" selected>&lt;i&gt;&amp;</option>");
+    EXPECT_TRUE(yes_prefix("yesterday") && !yes_exact("yesterday") && yes_exact("yes") && !yes_prefix("Yes") && !yes_prefix("ye"));
+    EXPECT_EQ(std::string(yes_no(true)) + yes_no(false) + mark_if(false, " checked"), "yesno");
+}
+
+TEST_F(Render, PageHelpersFillResultPagesTextFieldsAndLists)
+{
+    messages("x_head:Saved\nx_rslt:All settings were stored\n");  // the module's messages, cut to the buffer
+    page("<h1>{HEADLINE}</h1><p>{MESSAGE}</p>");
+    page_result("x");
+    EXPECT_EQ(page(), "<h1>Saved\n</h1><p>All settings were stored\n</p>");
+    page("{HEADLINE}|{MESSAGE}");
+    page_result("x", 5);
+    EXPECT_EQ(page(), "Save|All ");
+
+    config("a.config", "HOST='old'\nDOMAIN='old'\n");  // text fields stored as sent, shown cut
+    const TextField fields[] = {{"host", "HOST", "{H}"}, {"domain", "DOMAIN", "{D}"}};
+    request("host=router&domain=example.org&iplist=10.0.0.2+10.0.0.3456789");
+    store_texts("a.config", fields);
+    EXPECT_EQ(config("a.config"), "HOST='router'\nDOMAIN='example.org'\n");
+    page("{H}.{D}");
+    show_texts("a.config", fields, 5);
+    EXPECT_EQ(page(), "rout.exam");
+
+    config("l.config", "HOST_N='1'\nHOST_1_IP='10.0.0.1'\n");  // plain-list entries of 9 bytes: values cut to 8
+    const ListField ip = {"HOST", "IP", "iplist", "{OPTS}", "{LIST}", 33, 9, "in file x line 1"};
+    ASSERT_EQ(list_store("l.config", ip, 1), 0);
+    EXPECT_EQ(config("l.config"), "HOST_N='2'\nHOST_1_IP='10.0.0.2'\nHOST_2_IP='10.0.0.3456789'\n");
+    page("[{OPTS}][{LIST}]");
+    EXPECT_EQ(list_show("l.config", ip, 2), 0);
+    EXPECT_EQ(page(), "[\n      <option>10.0.0.2</option>\n      <option>10.0.0.3</option>][10.0.0.2 10.0.0.3 ]");
+    config("l.config", "HOST_N='0'\n");  // an empty list leaves both marks empty
+    page("[{OPTS}][{LIST}]");
+    EXPECT_EQ(list_show("l.config", ip, 0), 0);
+    EXPECT_EQ(page(), "[][]");
 }
 
 }  // namespace
