@@ -222,8 +222,10 @@ void replace_now(const char* placeholder, const char* text)
     const char* rest = page;  // the page still to be copied
     size_t rest_len = n;
     // A text that joins its neighbours into a new occurrence on every turn
-    // would grow the page without end: joins stop after 65,536 per call.
+    // would grow the page without end: joins stop after 65,536 per call, or
+    // once they have put 16 MiB of text in.
     long joins = 1L << 16;
+    size_t join_room = size_t(16) << 20;
     bool failed = !out.reserve(n + 1);
     while (hit && !failed) {
         size_t before = size_t(hit - rest);
@@ -231,12 +233,13 @@ void replace_now(const char* placeholder, const char* text)
         rest += before + m;
         rest_len -= before + m;
         size_t start = out.len - t;  // where the text just put in begins
-        while (!self && !failed && joins > 0) {
+        while (!self && !failed && joins > 0 && join_room >= t) {
             size_t from = start >= m - 1 ? start - (m - 1) : 0;
             size_t found = find_joined(out.data, out.len, rest, rest_len, from, placeholder, m);
             if (found == SIZE_MAX)
                 break;
             --joins;
+            join_room -= t;
             size_t end = found + m;
             if (end > out.len) {  // it reaches into the rest of the page
                 rest += end - out.len;
