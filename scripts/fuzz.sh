@@ -154,7 +154,12 @@ failed=0
 for t in "${targets[@]}"; do
     if [ -f "$build/logs/$t.result" ]; then
         cat "$build/logs/$t.result"
-        if grep -q ': clean,' "$build/logs/$t.result"; then passed=$((passed + 1)); else failed=$((failed + 1)); fi
+        if grep -q ': clean,' "$build/logs/$t.result"; then
+            passed=$((passed + 1))
+        else
+            failed=$((failed + 1))
+            tail -n 40 "$build/logs/$t.log" | sed "s/^/fuzz_$t| /"  # what libFuzzer said of the failing input
+        fi
     else
         echo "fuzz_$t: FAILED (no result)"
         failed=$((failed + 1))

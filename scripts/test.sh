@@ -163,8 +163,9 @@ run_fuzz() {
         problem "fuzz: no result (status $status)"
         return 1
     fi
+    fuzz_failures=$(printf '%s\n' "$out" | grep -E '^fuzz_[a-z]+(: FAILED|\| )' | tail -n 60)
     set -- $line
-    tally fuzz "$1" "$3" "$status"
+    tally "fuzz$(printf '%s\n' "$out" | sed -n 's/^\(fuzz_[a-z]*\): FAILED.*/ \1/p' | tr -d '\n')" "$1" "$3" "$status"
 }
 run_fuzz
 
@@ -227,6 +228,8 @@ if [ ${#problems[@]} -gt 0 ]; then
     echo "Problems:"
     printf '  %s\n' "${problems[@]}"
 fi
+# A failing fuzz target's input and libFuzzer's report, here too, as the last lines are what a CI log shows.
+[ -n "${fuzz_failures:-}" ] && printf '%s\n' "$fuzz_failures"
 echo "test.sh took ${elapsed}s"
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ] && [ ${#problems[@]} -eq 0 ]
