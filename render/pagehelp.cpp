@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <memory>
 #include <new>
 
 #include "cgi/http.h"
@@ -59,8 +60,9 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
     std::string plain = std::string("\"") + style.gap + ">";
     std::string chosen = std::string("\"") + style.gap + style.mark + ">";
     static const char CLOSE[] = "</option>";
-    std::string out;
-    out.reserve(count * (open.size() + chosen.size() + sizeof CLOSE + 24));
+    // Written into a buffer that is not cleared first, copied out once.
+    size_t room = count * (open.size() + chosen.size() + sizeof CLOSE + 24) + 1;
+    std::unique_ptr<char[]> buf(new char[room]);
     size_t used = 0;
     auto put = [](char* w, const char* text, size_t len) {
         memcpy(w, text, len);
@@ -70,18 +72,21 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
         const size_t lv = strlen(rows[i].value), ll = strlen(rows[i].label);
         const std::string& after = style.match(stored, rows[i].value) ? chosen : plain;
         const size_t most = open.size() + 6 * (lv + ll) + after.size() + sizeof CLOSE;
-        if (out.size() < used + most)
-            out.resize(used + most + out.capacity());
-        char* w = &out[used];
+        if (room < used + most) {
+            room = 2 * (used + most);
+            std::unique_ptr<char[]> grown(new char[room]);
+            memcpy(grown.get(), buf.get(), used);
+            buf.swap(grown);
+        }
+        char* w = buf.get() + used;
         w = put(w, open.data(), open.size());
         w = html_escape_to(w, rows[i].value, lv);
         w = put(w, after.data(), after.size());
         w = html_escape_to(w, rows[i].label, ll);
         w = put(w, CLOSE, sizeof CLOSE - 1);
-        used = size_t(w - &out[0]);
+        used = size_t(w - buf.get());
     }
-    out.resize(used);
-    return out;
+    return std::string(buf.get(), used);
 }
 
 const Option INTERFACE_OPTIONS[3] = {{"none", "None"}, {"eth0", "LAN"}, {"eth1", "WAN"}};
