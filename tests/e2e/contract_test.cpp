@@ -1,5 +1,4 @@
 // The sandbox contract, seen from outside. A template's text is its path.
-#include <gtest/gtest.h>
 
 #include <cstring>
 #include <unistd.h>

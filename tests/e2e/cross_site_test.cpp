@@ -1,7 +1,6 @@
 // Requests from another site's page, and through another site's name for the device (DNS rebinding): those that
 // change something are refused and change nothing; pages are still shown; the device's own pages, at its
 // addresses and its own names, and requests without browser headers go on as before.
-#include <gtest/gtest.h>
 
 #include <cstring>
 

@@ -3,7 +3,6 @@
 // receives the text as one literal argument. A plain value gives the command line the page always ran. Every
 // other command (saves, load defaults, reboot, the status tools, the fixed mv/chown/chmod/cp/rm/mkdir, openvpn
 // --genkey, the OpenVPN restart) is fixed text.
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cctype>

@@ -4,7 +4,6 @@
 // per entry for that count, so a count below 0 is an allocation that fails:
 // reported at the page's location, and the page is not printed (IPsec alone
 // goes on without its lists).
-#include <gtest/gtest.h>
 
 #include <algorithm>
 

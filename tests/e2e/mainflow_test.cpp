@@ -1,6 +1,5 @@
 // The main flow through the real executable. A template's text is its path, so the page names the file loaded;
 // flow checks use pages without handlers. (Names that try to leave the document root: hostile_input_test.cpp.)
-#include <gtest/gtest.h>
 
 #include <algorithm>
 

@@ -1,7 +1,6 @@
 // Text from outside the templates (tool output, settings, lists, the certificate index and request
 // configuration, the OpenVPN connection list) carrying markup: each attack on the shipped English
 // page it lands in shows as text and brings no markup of its own.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

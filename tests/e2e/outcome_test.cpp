@@ -1,7 +1,6 @@
 // Result pages of the applies that run the device's tools say whether they worked: the first failed step with
 // its status and what to do next, above the table of steps, or that every step worked. The certificate authority
 // offers the client's PKCS#12 file only when this request made it.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 
@@ -114,6 +113,15 @@ TEST(Outcome, EachApplyNamesTheFailedStepWithItsStatusAndAdviceOrSaysAllWorked)
             }
         }
     }
+    Sandbox sb;  // in German
+    device(sb);
+    sb.config("openvpn.config", "OVPN_MODE='server'\n");
+    sb.tool("/etc/init.d/S95openvpn", "exit 1");
+    const std::string de = "deutsch", page = sb.post("item=2&act=1&lang=deutsch", "timemode=ntp").out;
+    EXPECT_NE(page.find("<p>Fehlgeschlagen: OpenVPN für die neue Zeit neu starten (Status 256).</p>\n<p>Was zu tun ist: "
+                        "Prüfen Sie die OpenVPN-Einstellungen (" + link(46, "OpenVPN", de) + "); das Systemprotokoll (" +
+                        link(43, "Protokollstatus", de) + ") zeigt, warum OpenVPN nicht startete. Ein Neustart des "
+                        "Routers (" + link(20, "Neustart", de) + ") startet es ebenfalls.</p>\n"), std::string::npos) << page;
 }
 
 TEST(Outcome, TheClientCertificateIsOfferedOnlyWhenThisRequestMadeIt)

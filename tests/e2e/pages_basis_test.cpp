@@ -1,5 +1,4 @@
 // The basic network page (item 24): names, the two interfaces, the password.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

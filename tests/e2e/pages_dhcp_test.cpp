@@ -1,5 +1,4 @@
 // The DHCP server page (item 37): the lease is kept in seconds, shown in hours.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

@@ -1,5 +1,4 @@
 // The dial-in page (item 11) and the dynamic DNS page (item 10).
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

@@ -1,6 +1,5 @@
 // The digital inputs page (item 48). (The redundancy and remote-dial items 41 and 42 keep no handler: the main
 // flow tests show that they print their templates as they are.)
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 
@@ -58,8 +57,8 @@ TEST(DigitalInputsPage, ApplyStoresTransitionsOnlyWithMonitoringOn)
 {
     const std::string old = digin("old", "old", "old", "old", "old");
     const Lines cases[] = {  // {body, file after}
-        {"dim=yes&di1lh=yes&di1hl=Yes&di2lh=yes+no&di2hl=yes", digin("yes", "yes", "no", "no", "yes")},
-        {"dim=yes", digin("yes", "no", "no", "no", "no")},
+        {"dim=yes&di1lh=Yes&di1hl=yes&di2lh=yes+no&di2hl=yes", digin("yes", "no", "yes", "no", "yes")},
+        {"dim=yes&di1lh=yes&di2lh=yes", digin("yes", "yes", "no", "yes", "no")},
         // Off, or anything but exactly "yes": only the switch, the transitions stay.
         {"di1lh=yes&di1hl=yes&di2lh=yes&di2hl=yes", digin("no", "old", "old", "old", "old")},
         {"dim=yesyes&di1lh=yes", digin("no", "old", "old", "old", "old")},

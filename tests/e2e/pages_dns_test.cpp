@@ -1,6 +1,5 @@
 // The DNS page (item 3): the forwarders and the host table HOST (NAME, IP) of "name.config", whose previous count
 // the page takes from "snmp.config".
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

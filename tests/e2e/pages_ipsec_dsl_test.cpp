@@ -1,5 +1,4 @@
 // The IPsec page (item 29) and the DSL page (item 35, no page name).
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

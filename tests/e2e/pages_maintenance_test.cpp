@@ -1,5 +1,4 @@
 // The maintenance pages: firmware-update settings, saving, factory defaults, restart.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

@@ -1,5 +1,4 @@
 // The modem page (item 7, "modem.config") and the dial-out page (item 9, "dialout.config").
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

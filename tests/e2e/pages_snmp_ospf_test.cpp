@@ -1,6 +1,5 @@
 // The SNMP agent page (item 39) and the OSPF routing page (item 45). Applies start from the factory files, so a
 // key the factory file lacks shows up as "no line KEY".
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

@@ -1,5 +1,4 @@
 // The status pages: the device commands' output, whole and escaped, under the headline.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

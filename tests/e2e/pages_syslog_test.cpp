@@ -1,5 +1,4 @@
 // The system log page (item 6): the logger's level and remote logging.
-#include <gtest/gtest.h>
 
 #include "page_support.h"
 

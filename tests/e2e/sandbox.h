@@ -4,6 +4,8 @@
 // blanks and found through PATH (an emulator: "qemu-arm -L /usr/arm-linux-gnueabihf").
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <map>
 #include <string>
 #include <vector>
@@ -14,6 +16,7 @@ struct CgiResult {
     std::string out;      // standard output: the page
     std::string err;      // standard error
     long max_rss_kb = 0;  // the program's peak memory (resident, KiB)
+    size_t fed = 0;       // of an endless input: the bytes the program took
 };
 
 class Sandbox {
@@ -42,9 +45,12 @@ public:
     std::vector<std::string> messages() const;  // lines of var/log/messages
 
     // Runs gwadmin with the CGI environment given (GWADMIN_ROOT, DOCUMENT_ROOT and PATH are added unless the
-    // map names them; an empty value removes the variable) and the arguments given.
+    // map names them; an empty value removes the variable) and the arguments given. With a chunk the input
+    // never ends: through a pipe, the input then the chunk again and again until the program closes it (or 64
+    // MiB went in).
     CgiResult run(std::map<std::string, std::string> env, const std::string& input = "",
-                  const std::vector<std::string>& args = {}, int timeout_seconds = 20) const;
+                  const std::vector<std::string>& args = {}, int timeout_seconds = 20,
+                  const std::string& chunk = "") const;
     CgiResult get(const std::string& query) const;
     CgiResult post(const std::string& query, const std::string& body) const;
     CgiResult post_multipart(const std::string& boundary, const std::string& body) const;

@@ -1,4 +1,6 @@
 // The configuration store: KEY='value' files under /tmp/ulsp/ and the numbered lists in them.
+#include <sys/stat.h>
+
 #include "unit_support.h"
 
 namespace fs = std::filesystem;
@@ -41,6 +43,8 @@ TEST_F(Conf, GetTakesTheFirstLineWhoseKeyIsAPrefixOfTheKeyAsked)
     fs::create_directory(path("d.config"));  // a folder is written neither through a sibling file nor in place
     expect_report([] { EXPECT_EQ(conf_set("K", "v", "d.config"), -1); }, "in file conf line 151", EISDIR);
     EXPECT_EQ(files(), 2);  // no sibling left behind
+    config("big.config", std::string((8 << 20) + 1, 'x'));  // larger than any settings file
+    expect_report([] { EXPECT_EQ(conf_set("K", "v", "big.config"), -1); }, "in file conf line 111", EFBIG);
 }
 
 TEST_F(Conf, SetRewritesEveryLineWhoseKeyBeginsWithTheKeyGivenAndAddAppends)
@@ -74,6 +78,27 @@ TEST_F(Conf, SetRewritesEveryLineWhoseKeyBeginsWithTheKeyGivenAndAddAppends)
                                   "NEW='it'\\''sX='\\''y'\\'''\nOTHER=''\n");
     EXPECT_EQ(conf_add(std::string(70, 'K').c_str(), "v", "new.config"), 0);
     EXPECT_EQ(config("new.config"), k63 + "='v'\n");
+}
+
+TEST_F(Conf, FilesAreRewrittenWhereTheyAre)
+{
+    for (const std::string kind : {"symbolic link", "hard link", "owned by another"}) {
+        const std::string real = root_ + "/" + kind;  // the file the folder's name leads to
+        config("t.config", "");
+        fs::remove(path());
+        spit(real, "A='1'\nB='2'\n");
+        kind == "symbolic link" ? fs::create_symlink(real, path()) : fs::create_hard_link(real, path());
+        ASSERT_EQ(chown(real.c_str(), kind == "owned by another" ? 1234 : 0, 1234), 0);
+        struct stat before {}, after {};
+        stat(real.c_str(), &before);
+        EXPECT_EQ(conf_set("A", "x", "t.config"), 0);
+        EXPECT_EQ(config("t.config"), "A='x'\nB='2'\n") << kind;
+        EXPECT_EQ(slurp(real), "A='x'\nB='2'\n") << kind;
+        stat(real.c_str(), &after);
+        EXPECT_EQ(std::to_string(after.st_ino) + " " + std::to_string(after.st_uid) + " " + std::to_string(files()),
+                  std::to_string(before.st_ino) + " " + std::to_string(before.st_uid) + " 1") << kind;
+        EXPECT_EQ(fs::is_symlink(path()), kind == "symbolic link") << kind;
+    }
 }
 
 TEST_F(Conf, ListsRenderAddStoreAndClear)
@@ -110,7 +135,8 @@ TEST_F(Conf, ListsRenderAddStoreAndClear)
     for (int i = 1; i <= 120; ++i)
         many += "w" + std::to_string(i) + " ";
     EXPECT_EQ(conf_list_add("H", "F", &many[0], "t.config"), 99);
-    EXPECT_EQ(conf_value("H_99_F", "t.config") + "|" + conf_value("H_100_F", "t.config"), "w99|");
+    EXPECT_EQ(conf_value("H_10_F", "t.config") + "|" + conf_value("H_99_F", "t.config") + "|" +
+              conf_value("H_100_F", "t.config"), "w10|w99|");
 
     config("t.config", "L_N='3'\nL_1_F='a'\nL_2_F='b'\nL_3_F='c'\nL_1_G='g'\nO='o'\n");
     EXPECT_EQ(conf_list_store("L", "F", 3, "x  y z", "t.config"), 0);
@@ -125,6 +151,20 @@ TEST_F(Conf, ListsRenderAddStoreAndClear)
     config("t.config", "HOST_1_IP='a'\nHOST_1_IPX='b'\nHOST_10_IP='c'\nHOST_2_IP='d'\nHOST_1_NAME='n'\n");
     conf_list_clear("HOST", "IP", 2, "t.config");
     EXPECT_EQ(config("t.config"), "HOST_10_IP='c'\nHOST_1_NAME='n'\n");
+    // A zero byte ends its line there, joining it to the next: several keys are deleted one after the other.
+    config("t.config", std::string("A='1'\nC") + '\0' + "x\nD='4'\nE='5'\n");
+    EXPECT_EQ(conf_delete_all({"A", "CD"}, "t.config"), 0);
+    EXPECT_EQ(config("t.config"), "E='5'\n");
+}
+
+TEST_F(Conf, ACommandMakesTheNextReadLookAtTheFileAgain)
+{
+    dev_before_command(nullptr);  // as at a request's start: a read sets it up
+    config("t.config", "A='1'\n");
+    char value[8];
+    EXPECT_STREQ(conf_get("A", value, sizeof value, "t.config"), "1");
+    free(aux_run_capture("echo \"A='2'\" > /tmp/ulsp/t.config", nullptr));
+    EXPECT_STREQ(conf_get("A", value, sizeof value, "t.config"), "2");
 }
 
 // Whatever a value holds, the file stays lines that a shell sourcing it only assigns, each within the piece the

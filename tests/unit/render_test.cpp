@@ -29,7 +29,17 @@ TEST_F(Render, TemplatesReplaceInsertAndPrint)
     testing::internal::CaptureStdout();
     tmpl_print(), tmpl_free(), tmpl_print();
     EXPECT_EQ(testing::internal::GetCapturedStdout() + (tmpl_page() ? "|not freed" : ""), "ab");
+    fs::create_symlink("/dev/null", base_ + "/www/null.tmpl");  // no plain file: read through stdio
+    EXPECT_EQ(tmpl_load("null.tmpl"), 0);
+    EXPECT_EQ(page() + records(), "");
     expect_report([] { EXPECT_EQ(tmpl_load("missing.tmpl"), -1); }, "in file tmpl line 25", ENOENT);
+
+    std::string large, replaced;  // every mark of a large page
+    for (int i = 0; i < 100; ++i)
+        large += std::string(30000, 'x') + "{X}", replaced += std::string(30000, 'x') + "gw";
+    page(large);
+    tmpl_replace("{X}", "gw");
+    EXPECT_TRUE(page() == replaced);
 
     page("<{F}>{F}");
     spit(base_ + "/www/part.html", "hi\n");
