@@ -76,8 +76,6 @@ const Env kOwnPages[] = {
     {{"HTTP_USER_AGENT", kAgent}, {"HTTP_SEC_FETCH_SITE", "none"}},                      // a typed address
     {{"HTTP_USER_AGENT", kAgent}, {"HTTP_HOST", "GATEWAY.localdomain.:8080"}, {"HTTP_ORIGIN", "http://gateway.localdomain.:8080"}},
     {{"HTTP_HOST", "gateway"}, {"HTTP_REFERER", "http://gateway/"}},
-    {{"HTTP_HOST", "[::1]:8080"}, {"HTTP_ORIGIN", "http://[::1]:8080"}},
-    {{"HTTP_HOST", "localhost"}, {"HTTP_SEC_FETCH_SITE", "same-origin"}},
     {{"HTTP_HOST", ""}},  // a script, a tool, curl without its own headers
 };
 // Requests that change something, whether the change shows in the files, and requests that only show a page.

@@ -171,24 +171,3 @@ TEST(HostileInput, LinksPlantedAtScratchAndUploadFilesAreNeverWrittenThrough)
     EXPECT_EQ(post_fields(sb, "item=47", {"f", "x", "key.p12", true}).out,
               error_page("in file http line 339", strerror(ELOOP)) + kUser);
 }
-
-TEST(HostileInput, TheCertificateToolTakesEachPasswordAsOneWord)
-{
-    if (system("openssl version > /dev/null 2>&1") != 0)
-        GTEST_SKIP() << "no openssl";
-    Sandbox sb;
-    pages(sb);
-    const std::string tool = read_file(std::string(GWADMIN_SOURCE_DIR) + "/sandbox/tools/usr/sbin/cert");
-    sb.tool("/usr/sbin/cert", tool.substr(tool.find('\n') + 1));
-    sb.write("/tmp/certs/config/VPNClient.config", "commonName_default = x\n");
-    sb.write("/tmp/certs/index.txt", "");
-    // Words that, split apart, would be options of openssl: one writes a file outside the sandbox (beside the
-    // document root, where the tool runs). A CA, then a gateway certificate whose key's password has blanks and a glob.
-    const std::string so = "x -writerand ../outside", key = "two words *", outside = base_of(sb) + "/outside";
-    sb.get("item=26&step=1&cert_type=auth&common=Router+CA&so_pass=x+-writerand+..%2Foutside");
-    sb.get("item=26&step=1&cert_type=gate&common=gw&so_pass=x+-writerand+..%2Foutside&su_pass=two+words+*");
-    EXPECT_NE(access(outside.c_str(), F_OK), 0);
-    const std::string certs = sb.root + "/tmp/certs";  // the keys open with the passwords whole
-    EXPECT_EQ(system(("openssl pkey -noout -in " + certs + "/private/cakey.pem -passin 'pass:" + so + "'").c_str()), 0);
-    EXPECT_EQ(system(("openssl pkey -noout -in " + certs + "/gateway.key -passin 'pass:" + key + "'").c_str()), 0);
-}

@@ -1,12 +1,10 @@
 // User text in command lines: every command a page builds from a form value or an upload name (kSites, each
 // through sh_quote) gets shell metacharacters; no other command runs (the canary file stays absent) and the tool
-// receives the text as one literal argument. A plain value gives the command line the page always ran. Every
-// other command (saves, load defaults, reboot, the status tools, the fixed mv/chown/chmod/cp/rm/mkdir, openvpn
+// receives the text as one literal argument (the command lines of plain values: the page tests). Every other
+// command (saves, load defaults, reboot, the status tools, the fixed mv/chown/chmod/cp/rm/mkdir, openvpn
 // --genkey, the OpenVPN restart) is fixed text.
 
-#include <algorithm>
 #include <cctype>
-#include <cstdlib>
 #include <unistd.h>
 
 #include "page_support.h"
@@ -28,34 +26,29 @@ struct Site {
     std::string form;   // the fields, "name=value&...", "$" where the text goes
     Lines upload;       // a file part: its field, file name and content ("$": the text); none when empty
     Lines args;         // the arguments the tool receives ("$": the text, "@": the sandbox root)
-    std::string plain, line;  // a plain value, and the command line it gives
+    std::string plain;  // a plain value
 };
 
 const Site kSites[] = {
-    {"basis: cryptpw", kPassword, "cryptpw", "item=24&act=1&Kennwort=$&KennwortRe=$", {}, {"$"}, "s3cret", "cryptpw 's3cret'"},
+    {"basis: cryptpw", kPassword, "cryptpw", "item=24&act=1&Kennwort=$&KennwortRe=$", {}, {"$"}, "s3cret"},
     {"time: date -s", kForm, "date", "item=2&act=1&timemode=man&jahr=$&monat=$&tag=$&std=$&min=$&sek=$", {},
-     {"-s", "$.$.$-$:$"}, "07", "/usr/bin/sudo /bin/date -s '07'.'07'.'07'-'07':'07'"},  // five fields, one argument
+     {"-s", "$.$.$-$:$"}, "07"},  // five fields, one argument
     {"openvpn: client certificate mv", kUploadName, "mv", "item=46&act=1&vpnmode=client", {"certfile", "$", "P12"},
-     {"-f", "@/tmp/upload/$", "@/tmp/keys/openvpn/vpnpeer.p12"}, "c.p12",
-     "/usr/bin/sudo /bin/mv -f /tmp/upload/'c.p12' /tmp/keys/openvpn/vpnpeer.p12"},
+     {"-f", "@/tmp/upload/$", "@/tmp/keys/openvpn/vpnpeer.p12"}, "c.p12"},
     {"openvpn: static key mv", kUploadName, "mv", "item=46&keystate=3", {"Datei", "$", "KEY"},  // the shown page
-     {"-f", "@/tmp/upload/$", "@/home/httpd/openvpn/$"}, "k.key",
-     "/usr/bin/sudo /bin/mv -f /tmp/upload/'k.key' /home/httpd/openvpn/'k.key' > /dev/null"},
+     {"-f", "@/tmp/upload/$", "@/home/httpd/openvpn/$"}, "k.key"},
     {"ipsec: certificate mv", kUploadName, "mv", "item=29&act=1&ipsmode=peer&x509pwd=pw", {"certfile", "$", "P12"},
-     {"-f", "@/tmp/upload/$", "@/tmp/upload/vpnpeer.p12"}, "c.p12",
-     "/usr/bin/sudo /bin/mv -f /tmp/upload/'c.p12' /tmp/upload/vpnpeer.p12"},
+     {"-f", "@/tmp/upload/$", "@/tmp/upload/vpnpeer.p12"}, "c.p12"},
     {"ipsec: cert extract", kMultipart, "cert", "item=29&act=1&ipsmode=peer&x509pwd=$", {"certfile", "c.p12", "P12"},
-     {"extract", "p12", "@/tmp/upload/vpnpeer.p12", "$", "@/tmp/keys/ipsec/"}, "p12pw",
-     "/usr/bin/sudo /usr/sbin/cert extract p12 /tmp/upload/vpnpeer.p12 'p12pw' /tmp/keys/ipsec/"},
+     {"extract", "p12", "@/tmp/upload/vpnpeer.p12", "$", "@/tmp/keys/ipsec/"}, "p12pw"},
     // The certificate authority: both passwords per type (the subject goes to a file, no command).
     {"vpnca: cert gen peer", kForm, "cert", "item=26&act=1&cert_type=peer&common=$&so_pass=$&su_pass=$", {},
-     {"gen", "peer", "$", "$"}, "pw1", "/usr/bin/sudo /usr/sbin/cert gen peer 'pw1' 'pw1'"},
+     {"gen", "peer", "$", "$"}, "pw1"},
     {"vpnca: cert gen gateway", kForm, "cert", "item=26&act=1&cert_type=gate&so_pass=$&su_pass=$", {},
-     {"gen", "gateway", "$", "$"}, "pw1", "/usr/bin/sudo /usr/sbin/cert gen gateway 'pw1' 'pw1'"},
-    {"vpnca: cert gen root", kForm, "cert", "item=26&act=1&cert_type=auth&so_pass=$", {}, {"gen", "root", "$"}, "pw1",
-     "/usr/bin/sudo /usr/sbin/cert gen root 'pw1'"},
-    {"mgcert: cert update crl", kForm, "cert", "item=27&act=1&numblist=1&statelist=V&so_pwd=$", {}, {"update", "crl", "$"},
-     "pw1", "/usr/bin/sudo /usr/sbin/cert update crl 'pw1'"},
+     {"gen", "gateway", "$", "$"}, "pw1"},
+    {"vpnca: cert gen root", kForm, "cert", "item=26&act=1&cert_type=auth&so_pass=$", {}, {"gen", "root", "$"}, "pw1"},
+    {"mgcert: cert update crl", kForm, "cert", "item=27&act=1&numblist=1&statelist=V&so_pwd=$", {},
+     {"update", "crl", "$"}, "pw1"},
 };
 
 std::string enc(const std::string& text)
@@ -101,10 +94,9 @@ CgiResult send(const Sandbox& sb, const Site& site, const std::string& t)
     return sb.post_multipart("xyz", multipart_body("xyz", parts));
 }
 
-// Each text that names the canary creates it when pasted into a shell word bare, in single or in double quotes
-// (the first test shows it does). The canary is "$GWADMIN_ROOT/canary", or "canary" in the working folder, the
-// document root. (No text holds a blank before a device folder: the sandbox puts its root in front of such a
-// word, quoted or not.)
+// Each text that names the canary creates it when pasted into a shell word bare, in single or in double quotes.
+// The canary is "$GWADMIN_ROOT/canary", or "canary" in the working folder, the document root. (No text holds a
+// blank before a device folder: the sandbox puts its root in front of such a word, quoted or not.)
 const Lines kHostile = {
     ";touch canary", "|touch canary", "&touch canary", "$(touch canary)", "`touch canary`", "';touch canary'",
     "\";touch canary\"", ">canary", "\\';>canary #", "x\ntouch canary", ";touch \"$GWADMIN_ROOT\"/canary",
@@ -122,22 +114,6 @@ bool carries(Carrier c, const std::string& t)
 bool canary(const Sandbox& sb) { return sb.exists("/canary") || access((sb.docroot + "/canary").c_str(), F_OK) == 0; }
 
 }  // namespace
-
-TEST(CommandInjection, EachHostileTextRunsItsCommandWhenPastedUnquoted)
-{
-    Sandbox sb;
-    for (const std::string& t : kHostile) {
-        bool ran = t.find("canary") == std::string::npos;  // the others only must stay whole
-        for (const std::string& word : {t, "'" + t + "'", "\"" + t + "\""}) {
-            write_file(sb.root + "/script", ": " + word + "\n");
-            EXPECT_GE(system(("cd " + sb.docroot + " && GWADMIN_ROOT=" + sb.root + " /bin/sh " + sb.root +
-                              "/script >/dev/null 2>&1").c_str()), 0);
-            ran = ran || canary(sb);
-            sb.remove("/canary"), unlink((sb.docroot + "/canary").c_str());
-        }
-        EXPECT_TRUE(ran) << t;
-    }
-}
 
 TEST(CommandInjection, UserTextReachesTheToolAsOneLiteralArgument)
 {
@@ -160,10 +136,6 @@ TEST(CommandInjection, UserTextReachesTheToolAsOneLiteralArgument)
             for (const std::string& arg : site.args)
                 log += fill(arg, t, sb.root) + "\n";
             EXPECT_EQ(sb.read(std::string("/var/log/") + site.tool + ".args"), log) << site.what << ": " << t;
-            if (t == site.plain) {
-                const Lines ran = sb.commands();
-                EXPECT_NE(std::find(ran.begin(), ran.end(), site.line), ran.end()) << site.what;
-            }
         }
     }
 }

@@ -1,7 +1,6 @@
 // The main flow through the real executable. A template's text is its path, so the page names the file loaded;
 // flow checks use pages without handlers. (Names that try to leave the document root: hostile_input_test.cpp.)
 
-#include <algorithm>
 
 #include "sandbox.h"
 
@@ -63,9 +62,7 @@ TEST(MainFlow, ItemStepActAndArgumentsChooseTheTemplate)
     }
     EXPECT_EQ(sb.run({{"QUERY_STRING", "item=47"}}, "", {"item=23"}).out, "english/vpstat.tmpl");  // argv comes last
     EXPECT_EQ(sb.run({{"QUERY_STRING", "item=47"}}, "", {"act=1"}).out, "templates/resultpage.tmpl");
-    const std::vector<std::string> commands = sb.commands();  // item 38 loads the defaults only on act
-    EXPECT_EQ(std::count(commands.begin(), commands.end(), "/usr/bin/sudo /usr/sbin/load defaults >/dev/null"), 1);
-    for (const std::string& command : commands)
+    for (const std::string& command : sb.commands())
         EXPECT_EQ(command.find("reboot"), std::string::npos);  // only a confirmed restart reboots
     for (const std::string& record : sb.messages())
         EXPECT_NE(record.rfind("3 ", 0), 0u) << record;  // no page reports an error

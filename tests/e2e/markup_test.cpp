@@ -29,14 +29,11 @@ TEST(Markup, OutsideTextIsShownAsTextWhereItLands)
         {"item=43", "ccstat",
          {"/tmp/log", "Jan  5 07:04:09 gw dhcpd: lease 192.168.0.20 to </textarea>" + script + "\n"},
          "</textarea>" + script, "to &lt;/textarea&gt;" + shown + "\n</textarea>"},
-        // List values inside <option> and the hidden list field: IPsec keys, static routes, DNS hosts.
+        // List values inside <option> and the hidden list field: IPsec keys, DNS hosts.
         {"item=29", "ipsec",
          {"/tmp/ulsp/ipsec.config", "IPSEC_PEERS_N='1'\nIPSEC_PEERS_1_NAME='<b>'\nIPSEC_PEERS_1_PSK='</option>" +
                                         script + "'\n"},
          "</option>" + script, "<option>&lt;/option&gt;" + shown + "</option>"},
-        {"item=30", "statrt",
-         {"/tmp/ulsp/static.config", "STATIC_ROUTE_N='1'\nSTATIC_ROUTE_1_TARGET='<img src=x>&amp;'\n"},
-         "<img src=x>", "<option>&lt;img src=x&gt;&amp;amp;</option>"},
         {"item=3", "dns", {"/tmp/ulsp/name.config", "HOST_N='1'\nHOST_1_NAME='</select>" + script + "'\n"},
          "</select><script>", "<option>&lt;/select&gt;&lt;script&gt;alert(1)</option>"},
         // A setting shown by the shared helpers, in its field's value.

@@ -81,6 +81,19 @@ inline const char kNetworkOutput[] =
 inline const Lines kNetworkCommands = {"/sbin/ip addr show dev eth0", "/bin/echo", "/sbin/ip addr show dev eth1",
                                        "/bin/echo", "/sbin/ip route show"};
 
+// The settings file written, then the page the query shows.
+inline std::string shown(const Sandbox& sb, const std::string& query, const std::string& file, const std::string& text)
+{
+    sb.config(file, text);
+    return sb.get(query).out;
+}
+// The apply of item given the form body: the result page, "|", then the whole settings file afterwards.
+inline std::string applied(const Sandbox& sb, const std::string& item, const std::string& body, const std::string& file)
+{
+    const std::string page = sb.post("item=" + item + "&act=1", body).out;
+    return page + "|" + sb.config(file);
+}
+
 // The text with the line of each {key, value[, new key]} rewritten ("-": removed); a missing key spoils it.
 inline std::string edit_conf(std::string text, const std::vector<Lines>& edits)
 {

@@ -66,8 +66,7 @@ TEST(BasisPage, ApplyStoresStaticInterfacesAndAgreedPassword)
     for (const auto& c : cases) {
         Sandbox sb;
         setup(sb);
-        EXPECT_EQ(sb.post("item=24&act=1", c.body).out, "Network settings\n|Settings saved\n") << c.body;
-        EXPECT_EQ(sb.config("network.config"), c.file) << c.body;
+        EXPECT_EQ(applied(sb, "24", c.body, "network.config"), "Network settings\n|Settings saved\n|" + c.file) << c.body;
         EXPECT_EQ(sb.config("system.config"), "# The system user's password hash.\nSYSTEM_USER_PASS='" + c.stored + "'\n")
             << c.body;
         EXPECT_EQ(sb.commands(), c.commands) << c.body;

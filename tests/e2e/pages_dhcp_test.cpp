@@ -33,9 +33,9 @@ TEST(DhcpPage, ApplyStoresThePoolAndTheLeaseInSecondsUnlessNoneAndShowsItInHours
     for (const Lines& c : {Lines{"eth1", "86399", "001", "enabled", "23"}, Lines{"none", "3599", "100", "disabled", "0"},
                            Lines{"nonesuch", "7200s", "000", "disabled", "2"},
                            Lines{"eth0x", "-7200", "000", "enabled", "-2"}}) {
-        sb.config("dhcp.config", dhcp_file(c[0], c[1]));
-        EXPECT_EQ(sb.get("item=37").out, option_lines({"none", "None", "eth0", "LAN", "eth1", "WAN"}, c[2]) + "|" +
-                                             c[3] + "|10.0.0.10|10.0.0.20|255.0.0.0|" + c[4] + "|10.0.0.1|10.0.0.254|lan")
+        EXPECT_EQ(shown(sb, "item=37", "dhcp.config", dhcp_file(c[0], c[1])),
+                  option_lines({"none", "None", "eth0", "LAN", "eth1", "WAN"}, c[2]) + "|" + c[3] +
+                      "|10.0.0.10|10.0.0.20|255.0.0.0|" + c[4] + "|10.0.0.1|10.0.0.254|lan")
             << c[0];
     }
 }

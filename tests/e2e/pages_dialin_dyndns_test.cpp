@@ -73,8 +73,8 @@ TEST(DialinPage, ShowOffersTheLinesThatHaveAModem)
         EXPECT_EQ(sb.get("item=11").out, dialin_page(c[1], "010", "enabled", "old", c[3])) << c[0] << " " << c[2];
     }
     // The shown texts are cut to 63 characters.
-    sb.config("dialin.config", edit_conf(kDialinFile, {{"DIALIN_USER", std::string(70, 'u')}}));
-    EXPECT_EQ(sb.get("item=11").out, dialin_page("10", "010", "enabled", std::string(63, 'u')));
+    EXPECT_EQ(shown(sb, "item=11", "dialin.config", edit_conf(kDialinFile, {{"DIALIN_USER", std::string(70, 'u')}})),
+              dialin_page("10", "010", "enabled", std::string(63, 'u')));
 }
 
 TEST(DialinPage, ApplyStoresTheLinkUnlessSwitchedOff)
@@ -98,8 +98,7 @@ TEST(DialinPage, ApplyStoresTheLinkUnlessSwitchedOff)
     for (const Lines& c : cases) {
         Sandbox sb;
         dialin_setup(sb, kGsm, "analog");
-        EXPECT_EQ(sb.post("item=11&act=1", c[0]).out, c[2]) << c[0];
-        EXPECT_EQ(sb.config("dialin.config"), c[1]) << c[0];
+        EXPECT_EQ(applied(sb, "11", c[0], "dialin.config"), c[2] + "|" + c[1]) << c[0];
     }
 }
 
@@ -118,10 +117,9 @@ TEST(DyndnsPage, ShowSelectsEveryProviderTheStoredValueBeginsAndApplyKeepsTheAcc
     const Lines cases[] = {{"-", "1111111111", "enabled"},        {"none", "1000000000", "disabled"},
                            {"o", "0000000011", "enabled"},        {"dyndns", "0000010000", "enabled"},
                            {"nonesuch", "0000000000", "disabled"}, {"e", "0001000000", "enabled"}};
-    for (const Lines& c : cases) {
-        sb.config("dyndns.config", edit_conf(file, {{"DYNDNS_PROVIDER", c[0]}}));
-        EXPECT_EQ(sb.get("item=10").out, c[2] + "|" + providers(c[1]) + "|gw.example.org|me") << c[0];
-    }
+    for (const Lines& c : cases)
+        EXPECT_EQ(shown(sb, "item=10", "dyndns.config", edit_conf(file, {{"DYNDNS_PROVIDER", c[0]}})),
+                  c[2] + "|" + providers(c[1]) + "|gw.example.org|me") << c[0];
     // Host and user are shown cut to 31 characters; the password never.
     const std::string host(40, 'h'), user(40, 'u');
     sb.config("dyndns.config", edit_conf(file, {{"DYNDNS_HOST", host}, {"DYNDNS_USER", user}}));
@@ -138,7 +136,6 @@ TEST(DyndnsPage, ShowSelectsEveryProviderTheStoredValueBeginsAndApplyKeepsTheAcc
     };
     for (const Lines& c : applies) {
         sb.config("dyndns.config", file);
-        EXPECT_EQ(sb.post("item=10&act=1", c[0]).out, "Dynamic DNS\n|Saved\n") << c[0];
-        EXPECT_EQ(sb.config("dyndns.config"), c[1]) << c[0];
+        EXPECT_EQ(applied(sb, "10", c[0], "dyndns.config"), "Dynamic DNS\n|Saved\n|" + c[1]) << c[0];
     }
 }

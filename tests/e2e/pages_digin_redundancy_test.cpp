@@ -48,8 +48,7 @@ TEST(DigitalInputsPage, ShowReadsTheFirstDigitOfTheKernelFileAndMarksOnlyExactYe
                            {digin("yes", "no", "no", "no", "YES"), "checked|||||"},
                            {"", "|disabled||||"}};
     for (const Lines& c : marks) {
-        sb.config("digin.config", c[0]);
-        EXPECT_EQ(sb.get("item=48").out, kOff + "|" + kOff + "|" + c[1]) << c[0];
+        EXPECT_EQ(shown(sb, "item=48", "digin.config", c[0]), kOff + "|" + kOff + "|" + c[1]) << c[0];
     }
 }
 
@@ -67,7 +66,6 @@ TEST(DigitalInputsPage, ApplyStoresTransitionsOnlyWithMonitoringOn)
         Sandbox sb;
         setup(sb);
         sb.config("digin.config", old);
-        EXPECT_EQ(sb.post("item=48&act=1", c[0]).out, "Inputs\n|Stored\n") << c[0];
-        EXPECT_EQ(sb.config("digin.config"), c[1]) << c[0];
+        EXPECT_EQ(applied(sb, "48", c[0], "digin.config"), "Inputs\n|Stored\n|" + c[1]) << c[0];
     }
 }

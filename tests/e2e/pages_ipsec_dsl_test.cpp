@@ -127,8 +127,8 @@ TEST(DslPage, ApplyStoresOrSwitchesOff)
         setup(sb, "");
         const std::string before = edit_conf(kPppoe, {{"CONNECT_MODE", c.mode}});
         sb.config("pppoe.config", before);
-        EXPECT_EQ(sb.post("item=35&act=1", c.body).out, c.page) << c.body;
-        EXPECT_EQ(sb.config("pppoe.config"), edit_conf(before, c.page == off ? c.edits : concat(c.edits, link)));
+        EXPECT_EQ(applied(sb, "35", c.body, "pppoe.config"),
+                  c.page + "|" + edit_conf(before, c.page == off ? c.edits : concat(c.edits, link))) << c.body;
     }
 }
 

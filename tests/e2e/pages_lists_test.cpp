@@ -132,8 +132,7 @@ TEST(ListPages, TheirOtherSettings)
     // Shown cut to 15 characters.
     Sandbox sb;
     setup(sb, kPages[0], "{DEFAULT_GW_IP}");
-    sb.config("static.config", "DEFAULT_GW_IP='192.168.100.1234'\n");
-    EXPECT_EQ(sb.get("item=30").out, "192.168.100.123");
+    EXPECT_EQ(shown(sb, "item=30", "static.config", "DEFAULT_GW_IP='192.168.100.1234'\n"), "192.168.100.123");
     // Mapping: {mapping.config, option marks, state, count shown}: "none" is compared over four characters, the
     // options exactly; the count as stored unless it reads as 0.
     setup(sb, kPages[4], "{INTERFACE_OPTS}|{VMPENABLE}|{COUNT}");
@@ -153,7 +152,6 @@ TEST(ListPages, TheirOtherSettings)
     setup(sb, kPages[5], "{CHECK1}|{CHECK2}");
     for (const Lines& c : {Lines{"white", "checked|"}, Lines{"whitelist", "checked|"}, Lines{"whit", "|checked"},
                            Lines{"White", "|checked"}}) {
-        sb.config("blackwhite.config", "BLWH_LIST_TYPE='" + c[0] + "'\n");
-        EXPECT_EQ(sb.get("item=32").out, c[1]) << c[0];
+        EXPECT_EQ(shown(sb, "item=32", "blackwhite.config", "BLWH_LIST_TYPE='" + c[0] + "'\n"), c[1]) << c[0];
     }
 }

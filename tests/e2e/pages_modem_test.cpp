@@ -194,8 +194,8 @@ TEST(DialOutPage, ApplyStoresTheDeviceByModemAndThenTheRest)
     for (const auto& c : cases) {
         Sandbox sb;
         dial_setup(sb, ANALOG, c.type, file);
-        EXPECT_EQ(sb.post("item=9&act=1", body + c.dev + "&namelist=isp+").out, "Dial-out\n|Stored\n") << c.dev;
-        EXPECT_EQ(sb.config("dialout.config"), edit_conf(kDialFile, concat(c.edits, redial)) + rest) << c.dev;
+        EXPECT_EQ(applied(sb, "9", body + c.dev + "&namelist=isp+", "dialout.config"),
+                  "Dial-out\n|Stored\n|" + edit_conf(kDialFile, concat(c.edits, redial)) + rest) << c.dev;
     }
     // "none": only the device and the packet sizes, and no texts on the result page.
     Sandbox sb;

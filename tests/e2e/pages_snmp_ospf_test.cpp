@@ -27,8 +27,7 @@ TEST(SnmpPage, ShowTestsMd5AndDesExactlyAndApplyKeepsPasswordsWhileEmpty)
                                              "|192.168.100.123 10.0.0.2 |admin|" + c[1]) << c[0];
     }
     // An empty file: every field empty, the second choices, no community of the page's own.
-    sb.config("snmp.config", "");
-    EXPECT_EQ(sb.get("item=39").out, "||||||||||checked||checked");
+    EXPECT_EQ(shown(sb, "item=39", "snmp.config", ""), "||||||||||checked||checked");
     // {password fields sent, the passwords stored after}: stored as sent, however short.
     const Lines applies[] = {{"&authpwd=auth1234&privpwd=priv1234", "auth1234", "priv1234"},
                              {"&authpwd=&privpwd=", "oldauth", "oldpriv"}, {"&authpwd=pw!", "pw!", "oldpriv"}};
@@ -127,7 +126,6 @@ TEST(OspfPage, ApplyStoresWhatTheSwitchesLetAndTheTelnetPasswordWhenBothLookupsA
     const std::string before = edit_conf(sb.config("ospf.config"), {{"OSPF_TELNET_PASSWORD", "old"}});
     for (const auto& c : cases) {
         sb.config("ospf.config", before);
-        EXPECT_EQ(sb.post("item=45&act=1", c.body).out, "Head\n|Stored\n");
-        EXPECT_EQ(sb.config("ospf.config"), edit_conf(before, c.edits)) << c.body;
+        EXPECT_EQ(applied(sb, "45", c.body, "ospf.config"), "Head\n|Stored\n|" + edit_conf(before, c.edits)) << c.body;
     }
 }

@@ -38,7 +38,6 @@ TEST(SyslogPage, ShowSelectsTheFirstLevelThatBeginsTheStoredNameAndApplyStoresTh
     };
     for (const Lines& c : applies) {
         sb.config("log.config", log_file("Error", "yes"));
-        EXPECT_EQ(sb.post("item=6&act=1", c[0]).out, "System log\n|Log settings saved\n") << c[0];
-        EXPECT_EQ(sb.config("log.config"), c[1]) << c[0];
+        EXPECT_EQ(applied(sb, "6", c[0], "log.config"), "System log\n|Log settings saved\n|" + c[1]) << c[0];
     }
 }

@@ -1,6 +1,4 @@
-// Page rendering: templates, messages, commands, password hashes, folders, dates, and the pages' helpers.
-#include "render/pagehelp.h"
-
+// Page rendering: templates, messages, commands, password hashes, folders and dates.
 #include <limits>
 
 #include "unit_support.h"
@@ -150,57 +148,6 @@ TEST_F(Render, DatesAreWrittenInUtc)
     EXPECT_TRUE(auxDate(nullptr) == nullptr && auxDateTime(nullptr) == nullptr);
     EXPECT_EQ(records(), "6 aux: invalid argument\n6 aux: invalid argument\n");
     tz ? setenv("TZ", old_tz.c_str(), 1) : unsetenv("TZ"), tzset();
-}
-
-const Option ROWS[] = {{"static", "Static"}, {"dhcp", "DHCP"}};
-
-TEST(PageHelp, OptionListsAndYesTestsAsThePagesWriteThem)
-{
-    const OptionStyle tight = {"    ", "", " selected", match_exact}, spaced = {"      ", " ", "selected", match_exact},
-                      prefix = {"    ", "", " selected", match_stored_prefix};
-    EXPECT_EQ(option_list(ROWS, "dhcp", tight), "\n    <option value=\"static\">Static</option>\n    <option value=\"dhcp\" selected>DHCP</option>");
-    EXPECT_EQ(option_list(ROWS, "static", spaced),
-              "\n      <option value=\"static\" selected>Static</option>\n      <option value=\"dhcp\" >DHCP</option>");
-    // Matching over the stored value's length: a prefix of an option, or nothing at all, selects it.
-    EXPECT_EQ(option_list(ROWS, "stat", prefix), "\n    <option value=\"static\" selected>Static</option>\n    <option value=\"dhcp\">DHCP</option>");
-    EXPECT_EQ(option_list(ROWS, "", prefix).find("\">") + option_list(ROWS, "statics", prefix).find("selected") +
-              option_list(ROWS, "", tight).find("selected"), 3 * std::string::npos);
-    const Option odd[] = {{"a\"b", "<i>&"}};  // markup in a row is written escaped; the stored value matched as it is
-    EXPECT_EQ(option_list(odd, "a\"b", tight), "\n    <option value=\"a&quot;b\" selected>&lt;i&gt;&amp;</option>");
-    EXPECT_TRUE(yes_prefix("yesterday") && !yes_exact("yesterday") && yes_exact("yes") && !yes_prefix("Yes") && !yes_prefix("ye"));
-    EXPECT_EQ(std::string(yes_no(true)) + yes_no(false) + mark_if(false, " checked"), "yesno");
-}
-
-TEST_F(Render, PageHelpersFillResultPagesTextFieldsAndLists)
-{
-    messages("x_head:Saved\nx_rslt:All settings were stored\n");  // the module's messages, cut to the buffer
-    page("<h1>{HEADLINE}</h1><p>{MESSAGE}</p>");
-    page_result("x");
-    EXPECT_EQ(page(), "<h1>Saved\n</h1><p>All settings were stored\n</p>");
-    page("{HEADLINE}|{MESSAGE}");
-    page_result("x", 5);
-    EXPECT_EQ(page(), "Save|All ");
-
-    config("a.config", "HOST='old'\nDOMAIN='old'\n");  // text fields stored as sent, shown cut
-    const TextField fields[] = {{"host", "HOST", "{H}"}, {"domain", "DOMAIN", "{D}"}};
-    request("host=router&domain=example.org&iplist=10.0.0.2+10.0.0.3456789");
-    store_texts("a.config", fields);
-    EXPECT_EQ(config("a.config"), "HOST='router'\nDOMAIN='example.org'\n");
-    page("{H}.{D}");
-    show_texts("a.config", fields, 5);
-    EXPECT_EQ(page(), "rout.exam");
-
-    config("l.config", "HOST_N='1'\nHOST_1_IP='10.0.0.1'\n");  // plain-list entries of 9 bytes: values cut to 8
-    const ListField ip = {"HOST", "IP", "iplist", "{OPTS}", "{LIST}", 33, 9, "in file x line 1"};
-    ASSERT_EQ(list_store("l.config", ip, 1), 0);
-    EXPECT_EQ(config("l.config"), "HOST_N='2'\nHOST_1_IP='10.0.0.2'\nHOST_2_IP='10.0.0.3456789'\n");
-    page("[{OPTS}][{LIST}]");
-    EXPECT_EQ(list_show("l.config", ip, 2), 0);
-    EXPECT_EQ(page(), "[\n      <option>10.0.0.2</option>\n      <option>10.0.0.3</option>][10.0.0.2 10.0.0.3 ]");
-    config("l.config", "HOST_N='0'\n");  // an empty list leaves both marks empty
-    page("[{OPTS}][{LIST}]");
-    EXPECT_EQ(list_show("l.config", ip, 0), 0);
-    EXPECT_EQ(page(), "[][]");
 }
 
 }  // namespace
