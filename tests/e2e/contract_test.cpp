@@ -3,7 +3,7 @@
 #include <cstring>
 #include <unistd.h>
 
-#include "sandbox.h"
+#include "page_support.h"
 
 static void pages(const Sandbox& sb, std::initializer_list<const char*> ps) { for (auto p : ps) sb.write_doc(p, p); }
 
@@ -34,7 +34,8 @@ TEST(SandboxContract, FirmwareMarkerUnderTheRootSwitchesEveryRequestToNoconf)
     for (const char* query : {"item=24", "item=24&step=/../../x", "item=24&lang=../x", "item=20&act=1",
                               "item=24&lang=deutsche"}) {
         const CgiResult r = sb.get(query);
-        EXPECT_EQ(std::to_string(r.status) + r.out, strstr(query, "deutsche") ? "0deutsc/noconf.tmpl" : "0english/noconf.tmpl") << query;
+        EXPECT_EQ(std::to_string(r.status) + r.out,
+                  strstr(query, "deutsche") ? "0deutsc/noconf.tmpl" : "0english/noconf.tmpl") << query;
     }
     EXPECT_EQ(sb.post_multipart("b", multipart_body("b", {{"lang", "deutsche", "", false}, {"item", "24", "", false},
                                                           {"act", "1", "", false}})).out, "deutsch/noconf.tmpl");
@@ -53,9 +54,8 @@ TEST(SandboxContract, CommandsAreLoggedAsWrittenAndRunAgainstTheSandbox)
                              " echo \"sudo $*\"" + log + ";; esac\nexec \"$@\"");
     sb.tool("/sbin/ip", "echo \"ip $*\"" + log + "\necho 'inet 192.0.2.1/24'");  // captured, not printed
     sb.tool("/sbin/reboot", "echo \"reboot $#\"" + log + "\necho REBOOTED");      // must follow the page
-    const std::vector<std::string> expected = {"/sbin/ip addr show dev eth0", "/bin/echo",
-                                               "/sbin/ip addr show dev eth1", "/bin/echo", "/sbin/ip route show",
-                                               "/usr/bin/sudo /sbin/reboot"};
+    Lines expected = kNetworkCommands;
+    expected.push_back("/usr/bin/sudo /sbin/reboot");
     CgiResult r = sb.get("item=20&act=1");
     EXPECT_EQ(std::to_string(r.status) + r.out + r.err, "0templates/resultpage.tmplREBOOTED\n");
     EXPECT_EQ(sb.commands(), expected);
@@ -79,7 +79,8 @@ TEST(SandboxContract, DocumentRootAsGivenSyslogRecordsAndExitStatus)
     // A missing page, step or result page; no reboot without a page.
     for (const char* query : {"item=2", "item=24&step=9", "item=24&act=1", "item=20&act=1"}) {
         const CgiResult r = sb.get(query);
-        EXPECT_EQ(std::to_string(r.status) + r.out + r.err, "1" + error_page("in file tmpl line 25", "No such file or directory")) << query;
+        EXPECT_EQ(std::to_string(r.status) + r.out + r.err,
+                  "1" + error_page("in file tmpl line 25", "No such file or directory")) << query;
     }
     EXPECT_EQ(sb.get("item=23").out, "english/vpstat.tmpl");  // no header of the program's own
     EXPECT_EQ(sb.get("item=23&step=1234567890123456789012345").status, 1);

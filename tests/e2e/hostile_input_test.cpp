@@ -1,6 +1,5 @@
-// Hostile requests through the real program: names that try to leave the document root or the device folders,
-// streams far past what a form sends, links planted where the program writes, passwords that would be options.
-// Each is answered, ends, and touches nothing it should not.
+// Hostile requests through the real program (names that try to leave the document root or the device folders,
+// streams far past what a form sends, links planted where it writes): each is answered, ends, touches nothing else.
 
 #include <algorithm>
 #include <cstring>
@@ -49,7 +48,8 @@ TEST(HostileInput, NamesNeverReachOutsideTheDocumentRootAndTheDeviceFolders)
     pages(sb);
     sb.defaults();
     const std::string base = base_of(sb), outside = "/tmp/gw-escape-" + base.substr(base.rfind('/') + 1);
-    for (const std::string& dir : {base, base + "/x", sb.root, sb.root + "/etc", sb.docroot + "/english/sub", sb.docroot + "/a/b"})
+    for (const std::string& dir :
+         {base, base + "/x", sb.root, sb.root + "/etc", sb.docroot + "/english/sub", sb.docroot + "/a/b"})
         for (const char* file : {"/user.tmpl", "/messages", "/user123.tmpl"})
             write_file(dir + file, "decoy");  // where a climbing name would lead
     const std::string missing = error_page("in file tmpl line 25", "No such file or directory");
@@ -119,7 +119,8 @@ TEST(HostileInput, BodiesAreBoundedInMemoryAndInWhatIsRead)
         const CgiResult r = sb.run({{"REQUEST_METHOD", "POST"}, {"CONTENT_TYPE", c.type}, {"CONTENT_LENGTH", c.length}},
                                    c.head, {}, 60, c.chunk);
         const std::string& out = r.out;  // a line the limit cut may be reported first
-        EXPECT_EQ(out.substr(out.size() - std::min(out.size(), c.expect.size())), c.expect) << c.what << ": " << out.substr(0, 300);
+        EXPECT_EQ(out.substr(out.size() - std::min(out.size(), c.expect.size())), c.expect)
+            << c.what << ": " << out.substr(0, 300);
         EXPECT_EQ(r.status, 0) << c.what;
         EXPECT_LT(r.fed, size_t(64) << 20) << c.what;  // the program stopped reading
         EXPECT_LT(r.max_rss_kb, allowed) << c.what;
@@ -152,7 +153,9 @@ TEST(HostileInput, LinksPlantedAtScratchAndUploadFilesAreNeverWrittenThrough)
             chmod(victim.c_str(), 0600);
             struct stat before {}, after {}, left {};
             stat(victim.c_str(), &before);
-            auto owner = [](const struct stat& s) { return std::to_string(s.st_mode) + " " + std::to_string(s.st_uid) + " " + std::to_string(s.st_gid); };
+            auto owner = [](const struct stat& s) {
+                return std::to_string(s.st_mode) + " " + std::to_string(s.st_uid) + " " + std::to_string(s.st_gid);
+            };
             ASSERT_EQ(symbolic ? symlink(victim.c_str(), at.c_str()) : link(victim.c_str(), at.c_str()), 0) << what;
 
             const CgiResult r = c.file.is_file ? post_fields(sb, c.query, c.file) : sb.get(c.query);

@@ -1,9 +1,7 @@
-// The entry count of the list pages, as each page reads it: once by the page
-// itself before its lists (a read that reports a missing file like any
-// other), then by every list field again. The page sizes its list buffers
-// per entry for that count, so a count below 0 is an allocation that fails:
-// reported at the page's location, and the page is not printed (IPsec alone
-// goes on without its lists).
+// The entry count of the list pages, as each page reads it: once by the page itself before its lists (a read that
+// reports a missing file like any other), then by every list field again. The page sizes its list buffers per
+// entry for that count, so a count below 0 is an allocation that fails: reported at the page's location, and the
+// page is not printed (IPsec alone goes on without its lists).
 
 #include <algorithm>
 
@@ -11,9 +9,8 @@
 
 namespace {
 
-// The page, its template, its list's file and count key, placeholders of the page (all from that file), the reads
-// of the file while showing (the count's included), where buffers for a count below 0 cannot be had and what
-// IPsec still shows then (the others: nothing).
+// The page, its template, file and count key, placeholders (all from that file), the file's reads while showing
+// (the count's included), where a count below 0 fails the buffers and what IPsec still shows then (others: none).
 struct ListPage {
     std::string item, name, file, count, tmpl;
     int reads;

@@ -1,6 +1,5 @@
-// The list pages: static routes (item 30), port forwarding (31), port filter (18), firewall rules (36), virtual
-// IP mapping (28) and black and white lists (32). Each keeps one numbered list whose fields the form sends as
-// blank-separated texts, and some a setting of their own.
+// The list pages: static routes (item 30), port forwarding (31), port filter (18), firewall rules (36), virtual IP
+// mapping (28), black and white lists (32): one numbered list each, its fields sent as blank-separated texts.
 
 #include <sstream>
 

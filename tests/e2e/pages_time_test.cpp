@@ -1,5 +1,5 @@
-// The time page (item 2): NTP settings, the clock set by hand, the OpenVPN restart after a change, and the
-// page's placeholders. (Hostile clock fields: the command injection tests.)
+// The time page (item 2): NTP settings, the clock set by hand (each field one quoted word), the OpenVPN restart
+// after a change, and the page's placeholders.
 
 #include "page_support.h"
 

@@ -44,10 +44,9 @@ public:
     std::vector<std::string> commands() const;  // lines of var/log/commands
     std::vector<std::string> messages() const;  // lines of var/log/messages
 
-    // Runs gwadmin with the CGI environment given (GWADMIN_ROOT, DOCUMENT_ROOT and PATH are added unless the
-    // map names them; an empty value removes the variable) and the arguments given. With a chunk the input
-    // never ends: through a pipe, the input then the chunk again and again until the program closes it (or 64
-    // MiB went in).
+    // Runs gwadmin with the CGI environment (GWADMIN_ROOT, DOCUMENT_ROOT and PATH added unless named; an empty value
+    // removes the variable) and arguments given. With a chunk the input never ends: through a pipe, the input,
+    // then the chunk again and again until the program closes it (or 64 MiB went in).
     CgiResult run(std::map<std::string, std::string> env, const std::string& input = "",
                   const std::vector<std::string>& args = {}, int timeout_seconds = 20,
                   const std::string& chunk = "") const;

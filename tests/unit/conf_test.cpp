@@ -105,7 +105,8 @@ TEST_F(Conf, ListsRenderAddStoreAndClear)
 {
     struct { const char *file, *shown; size_t max = CONF_VALUE_SIZE - 1; } cases[] = {  // result|options|list
         {"H_N='0'\nH_1_F='a'\n", "0|keep|keep"}, {"H_N='-2'\nH_1_F='a'\n", "-2||"},
-        {"H_N='3'\nH_1_F='a'\nH_3_F='c'\n", "5|\n      <option>a</option>\n      <option></option>\n      <option>c</option>|a  c "},
+        {"H_N='3'\nH_1_F='a'\nH_3_F='c'\n",
+         "5|\n      <option>a</option>\n      <option></option>\n      <option>c</option>|a  c "},
         {"H_N='1'\nH_1_G='g'\nH_1_F='f'\n", "2|\n      <option>f</option>|f "},
         {"H_N='1'\nH_1_F='abcdef'\n", "4|\n      <option>abc</option>|abc ", 3},
     };
@@ -184,7 +185,8 @@ TEST_F(Conf, ValuesComeBackWholeFromTheStoreAndFromAShell)
         const size_t kept = v.find_first_not_of('\'') == std::string::npos ? 60 : 180;  // a quote takes 4
         EXPECT_GE(read.size(), std::min(v.size(), kept)) << v;
         EXPECT_EQ(conf_value("DOMAIN_NAME", "t.config"), attack);
-        FILE* sh = popen(("cd " + root_ + "/tmp/ulsp && . ./t.config && printf '%s|%s' \"$HOSTNAME\" \"$DOMAIN_NAME\"").c_str(), "r");
+        const std::string script = ". ./t.config && printf '%s|%s' \"$HOSTNAME\" \"$DOMAIN_NAME\"";
+        FILE* sh = popen(("cd " + root_ + "/tmp/ulsp && " + script).c_str(), "r");
         char out[1024] = {};
         EXPECT_GE(fread(out, 1, sizeof out - 1, sh), 0u);
         EXPECT_EQ(pclose(sh), 0);

@@ -85,8 +85,10 @@ TEST_F(Handlers, RedundancyShowMarksOnlyWholeValuesAndNeverThePassword)
 
 TEST_F(Handlers, RedundancyApplyWritesWhatTheTypeUses)
 {
-    const std::string fields = "&rdialif=eth1&rdial_ip=10.2.2.2&rdial_port=5000&rextended=dominant&rex_ip=10.3.3.3&rex_port=6000";
-    const Keys partner = {{"REDUNT_IFACE", "eth1"}, {"REDUNT_IP", "10.2.2.2"}, {"REDUNT_PORT", "5000"}, {"REDUNT_PARA", "dominant"}},
+    const std::string fields =
+        "&rdialif=eth1&rdial_ip=10.2.2.2&rdial_port=5000&rextended=dominant&rex_ip=10.3.3.3&rex_port=6000";
+    const Keys partner = {{"REDUNT_IFACE", "eth1"}, {"REDUNT_IP", "10.2.2.2"}, {"REDUNT_PORT", "5000"},
+                          {"REDUNT_PARA", "dominant"}},
                peer = {{"REDUNT_TYP", "peer"}, {"REDUNT_REMOTE_CONTROL", "10.3.3.3"}, {"REDUNT_EX_PORT", "6000"}};
     const std::pair<std::string, Keys> cases[] = {
         {"redunt_typ=simple&rdial_pass=pw", with(partner, {{"REDUNT_TYP", "simple"}, {"REDUNT_PASS", "pw"}})},
@@ -94,7 +96,8 @@ TEST_F(Handlers, RedundancyApplyWritesWhatTheTypeUses)
         {"redunt_typ=peer&rdial_pass=", with(partner, peer)},  // an empty password keeps the stored one
         {"redunt_typ=target&rdial_pass=pw", {{"REDUNT_TYP", "target"}, {"REDUNT_EX_PORT", "6000"}}},
         // Anything but the exact words: only the type.
-        {"redunt_typ=Peer&rdial_pass=pw", {{"REDUNT_TYP", "Peer"}}}, {"redunt_typ=+simple&rdial_pass=pw", {{"REDUNT_TYP", " simple"}}},
+        {"redunt_typ=Peer&rdial_pass=pw", {{"REDUNT_TYP", "Peer"}}},
+        {"redunt_typ=+simple&rdial_pass=pw", {{"REDUNT_TYP", " simple"}}},
         {"redunt_typ=simple+peer&rdial_pass=pw", {{"REDUNT_TYP", "simple peer"}}}, {"rdial_pass=pw", {{"REDUNT_TYP", ""}}},
     };
     for (const auto& [query, written] : cases) {
@@ -110,14 +113,16 @@ TEST_F(Handlers, RemoteDialShowsStateAndClientsButNotThePassword)
              {"yes", "checked|enabled"}, {"Yes", "|disabled"}, {"yes ", "|disabled"}}) {
         config("redundant.config", file_of(with(kDial, {{"RDIAL_OPT", opt}})));
         EXPECT_EQ(show(crdial_show, "{RDIALSTATE}|{ALLOW}|{RDIAL_PORT}|{IPOPTS}|{IPLIST}|{RDIAL_PASS}"),
-                  shown + "|old|\n      <option>10.0.0.1</option>\n      <option>10.0.0.2</option>|10.0.0.1 10.0.0.2 |{RDIAL_PASS}")
+                  shown + "|old|\n      <option>10.0.0.1</option>\n      <option>10.0.0.2</option>|" +
+                      "10.0.0.1 10.0.0.2 |{RDIAL_PASS}")
             << opt;
     }
     // Clients cut to 15 characters, entries past the count not shown; no count or 0: no clients.
     for (const auto& [count, shown] : std::vector<std::pair<std::string, std::string>>{
              {"RDIAL_CLIENT_N='1'\n", "\n      <option>192.168.100.100</option>|192.168.100.100 "},
              {"RDIAL_CLIENT_N='0'\n", "|"}, {"", "|"}}) {
-        config("redundant.config", "RDIAL_OPT='yes'\n" + count + "RDIAL_CLIENT_1_IP='192.168.100.1001'\nRDIAL_CLIENT_2_IP='10.0.0.2'\n");
+        config("redundant.config",
+               "RDIAL_OPT='yes'\n" + count + "RDIAL_CLIENT_1_IP='192.168.100.1001'\nRDIAL_CLIENT_2_IP='10.0.0.2'\n");
         EXPECT_EQ(show(crdial_show, "{IPOPTS}|{IPLIST}"), shown) << count;
     }
     EXPECT_EQ(records(), "");

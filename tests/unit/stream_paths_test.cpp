@@ -44,9 +44,8 @@ std::pair<std::string, long> ring_rule(std::string s, const std::string& d)
     return {out, consumed};
 }
 
-// What a reader that goes through the file with fgets and strtok finds: the run after the first line (piece)
-// whose key is a prefix of key ("" when none). A piece that continues a line longer than the piece is no line of
-// its own unless continuations count.
+// What a reader going through the file with fgets and strtok finds: the run after the first line (piece) whose key
+// is a prefix of key ("" when none); a piece continuing a longer line is a line only when continuations count.
 std::string line_rule(std::string text, const char* key, int size, const char* separator, const char* stop,
                       bool continuations)
 {
@@ -94,7 +93,8 @@ TEST_F(StreamPaths, UploadsAreCutWhereTheRingCutsThem)
         // A bare newline after the delimiter: a loop reading one byte too far would swallow the next part.
         const std::string stream = content + "\r\n" + d + "\nContent-Disposition: form-data; name=\"after\"\r\n\r\nok\r\n";
         const auto [stored, consumed] = ring_rule(stream, d);
-        std::string body = d + "\r\nContent-Disposition: form-data; name=\"f\"; filename=\"u.bin\"\r\nContent-Type: x\r\n\r\n" + stream;
+        std::string body =
+            d + "\r\nContent-Disposition: form-data; name=\"f\"; filename=\"u.bin\"\r\nContent-Type: x\r\n\r\n" + stream;
         FILE* in = open_text(body);
         http_set_input(in);
         setenv("CONTENT_LENGTH", std::to_string(body.size()).c_str(), 1);
