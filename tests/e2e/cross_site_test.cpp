@@ -100,13 +100,13 @@ void expect_refused(const Sandbox& sb, const CgiResult& r, bool other_host, cons
 {
     const char* const en[] = {"en", "Request refused",
         "This request came from another web site, not from the pages of this device, so it was refused.",
-        "This request was sent to a name that is not this device's own address, so it was refused. Open the device by "
-        "its IP address or by its own host name.", "Nothing was changed on the device.",
+        ("This request was sent to a name that is not this device's own address, so it was refused. Open the device by "
+         "its IP address or by its own host name."), "Nothing was changed on the device.",
         "Please open the page from the device's menu:", "english", "Go to the menu"};
     const char* const de[] = {"de", "Anfrage abgelehnt",
         "Diese Anfrage kam von einer anderen Website, nicht von den Seiten dieses Ger&auml;ts, und wurde deshalb abgelehnt.",
-        "Diese Anfrage ging an einen Namen, der nicht die Adresse dieses Ger&auml;ts ist, und wurde deshalb abgelehnt. "
-        "Rufen Sie das Ger&auml;t &uuml;ber seine IP-Adresse oder seinen eigenen Namen auf.",
+        ("Diese Anfrage ging an einen Namen, der nicht die Adresse dieses Ger&auml;ts ist, und wurde deshalb abgelehnt. "
+         "Rufen Sie das Ger&auml;t &uuml;ber seine IP-Adresse oder seinen eigenen Namen auf."),
         "Am Ger&auml;t wurde nichts ge&auml;ndert.", "Bitte &ouml;ffnen Sie die Seite &uuml;ber das Men&uuml; des Ger&auml;ts:",
         "deutsch", "Zum Men&uuml;"};
     const auto& t = german ? de : en;

@@ -88,7 +88,7 @@ TEST_F(Conf, FilesAreRewrittenWhereTheyAre)
         fs::remove(path());
         spit(real, "A='1'\nB='2'\n");
         kind == "symbolic link" ? fs::create_symlink(real, path()) : fs::create_hard_link(real, path());
-        ASSERT_EQ(chown(real.c_str(), kind == "owned by another" ? 1234 : 0, 1234), 0);
+        ASSERT_EQ(kind == "owned by another" ? chown(real.c_str(), 1234, 1234) : 0, 0);
         struct stat before {}, after {};
         stat(real.c_str(), &before);
         EXPECT_EQ(conf_set("A", "x", "t.config"), 0);
