@@ -1,137 +1,95 @@
-// Shared by the browser tests: the browser, the demo server (run.sh starts it), its sandbox
-// device, checks every page must pass and the steps of a round trip.
-//
-// The tests reach the device as a browser reaches a router: by a name, not by a loopback address
-// (Chromium sends no Sec-Fetch-* headers to such a plain-HTTP address). run.sh serves the demo on
-// 127.0.0.1 and Chromium takes every name for that address (--host-resolver-rules), so BASE is
-// http://gateway.localdomain:PORT, the sandbox device's own factory host name and domain
-// (https://... in the HTTPS pass). Every page and file asks for the login: each context answers it
-// as the administrator with the factory password that the demo printed.
-//
-// For the test files:
-//   pageTest(name, [options,] body)  a test on a page of a fresh, logged-in context; body(page, session).
-//       options: viewport ({ width, height }, default 1100 x 760), colorScheme ("light" or "dark"),
-//       password (the login the context answers with: default FACTORY_PASSWORD; false: none).
-//       session.newPage(options) opens another page in a context of its own (same options, checks
-//       and faults), e.g. to try another password; it is closed with the test.
-//   login(page, password)  the page's context answers the next login question with this password
-//       (after the basic settings page changed it: the browser asks again, as it would a user).
-//   reachAs(name)  from now on in this test the device is reached by this name (after the basic
-//       settings page renamed it: a changing request must come by the device's own name); BASE
-//       follows, and the next test starts at the factory name again.
-//   fetchPath(page, path)  a GET from inside the page (same origin, the page's login):
-//       { status, headers, text, bytes }.
-//   restartDemo(...args)  restarts the demo server on the same port, scheme and build (the sandbox
-//       restarts from its saved sets, as demo.sh does); more demo.sh options in args; its output.
-//   BASE, HTTPS (the run is over HTTPS), USER, FACTORY_PASSWORD; openItem, assertRendered,
-//   headline, follow, submit, shot, fill, listEdit, expectFields, expectDisabled, roundTrip,
-//   workDir, makeP12, sandboxPath, readLog, config, expectConfig, optionTexts (see each below).
-// The sandbox device is back in its factory state (and the login with it) before each test.
+// Shared by the browser tests: the browser, the demo server that run.sh starts, its sandbox device, and the steps the
+// tests repeat. The browser reaches the device as one reaches a router, by a name: BASE is http://gateway.localdomain:PORT
+// (https:// in the HTTPS pass), which Chromium takes for 127.0.0.1; reachAs(name) changes it for the rest of a test.
+// Each test starts with the sandbox device (model MX-RT-210B-KORU: no internal modem), its login and its name as they
+// left the factory. pageTest(name, body) runs body(page, session) on a fresh context's page, session.newPage({ password })
+// on another's. Requests to anything but the device, script errors and inline scripts fail the test.
 import assert from "node:assert/strict";
 import { execFileSync } from "node:child_process";
 import fs from "node:fs";
-import os from "node:os";
 import path from "node:path";
 import { after, beforeEach, test } from "node:test";
 import { chromium } from "playwright-core";
 
-const [URL0, DEMO, SCREENSHOTS, REPO, PASSWORD] = ["URL", "DEMO", "SCREENSHOTS", "REPO", "PASSWORD"].map((name) => {
-  const value = process.env[`GWADMIN_${name}`];
-  if (!value) throw new Error(`GWADMIN_${name} is not set: run the browser tests with bash tests/browser/run.sh`);
-  return value;
-});
+const setting = (name) => process.env[`GWADMIN_${name}`] ||
+  assert.fail(`GWADMIN_${name} is not set: run the browser tests with bash tests/browser/run.sh`);
+const START = new URL(setting("URL"));
+const [DEMO, SCREENSHOTS, REPO] = [setting("DEMO"), setting("SCREENSHOTS"), setting("REPO")];
 const SANDBOX = path.join(DEMO, "root");
-export const USER = "admin";
-export const FACTORY_PASSWORD = PASSWORD;
-export const HTTPS = new URL(URL0).protocol === "https:";
-export let BASE = URL0;
-let reached = new Set([new URL(URL0).host]);
+const USER = "admin";
+export const FACTORY_PASSWORD = setting("PASSWORD");
+export const HTTPS = START.protocol === "https:";
+export const LANGS = ["english", "deutsch"];
+export let BASE = START.origin;
+let reached;  // the hosts that this test reaches the device by
 
 export function reachAs(name) {
-  BASE = `${new URL(URL0).protocol}//${name}:${new URL(URL0).port}`;
+  BASE = `${START.protocol}//${name}:${START.port}`;
   reached.add(new URL(BASE).host);
 }
 
-// One Chromium per test file; the sandbox device is back in its factory state before each test,
-// with the server's login in step with it.
 let browser;
 after(async () => { await browser?.close(); });
 beforeEach(() => {
-  execFileSync("sh", [path.join(REPO, "sandbox/make-sandbox.sh"), "--reset", SANDBOX], { stdio: "ignore" });
+  execFileSync("sh", [path.join(REPO, "sandbox/make-sandbox.sh"), "--model", "MX-RT-210B-KORU", "--reset", SANDBOX],
+    { stdio: "ignore" });
   execFileSync("sh", [path.join(DEMO, "login-sync")], { stdio: "ignore" });
-  BASE = URL0;
-  reached = new Set([new URL(URL0).host]);
+  BASE = START.origin;
+  reached = new Set([START.host]);
 });
 
-// A page of a fresh context that logs in with `password`. Only the demo server is reached (by the
-// names of this test): any other request is aborted and, like a script error, goes to `faults`.
-async function openPage({ viewport = { width: 1100, height: 760 }, colorScheme, password = FACTORY_PASSWORD } = {},
-  faults) {
+async function openPage(password, faults, contexts) {
   browser ??= await chromium.launch({ executablePath: process.env.CHROMIUM || "/usr/bin/chromium", headless: true,
-    args: ["--headless", "--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run",
-      "--disable-background-networking", "--disable-component-update", "--disable-sync",
-      "--host-resolver-rules=MAP * 127.0.0.1"] });
-  const context = await browser.newContext({ viewport, ...(colorScheme && { colorScheme }),
-    ...(password !== false && { httpCredentials: { username: USER, password } }), ignoreHTTPSErrors: HTTPS });
+    args: ["--no-sandbox", "--disable-gpu", "--disable-quic", "--no-first-run", "--disable-background-networking",
+      "--disable-component-update", "--disable-sync", "--host-resolver-rules=MAP * 127.0.0.1"] });
+  const context = await browser.newContext({ viewport: { width: 1100, height: 760 }, ignoreHTTPSErrors: HTTPS,
+    httpCredentials: { username: USER, password } });
+  contexts.push(context);
   await context.route("**/*", (route) => {
     const url = new URL(route.request().url());
-    if (reached.has(url.host) && url.protocol === new URL(URL0).protocol) return route.continue();
+    if (reached.has(url.host) && url.protocol === START.protocol) return route.continue();
     faults.push(`request to ${url.href}`);
     return route.abort();
   });
   const page = await context.newPage();
   page.on("pageerror", (error) => faults.push(`script error: ${error.message}`));
+  // The policy refuses inline scripts (the modem page's type buttons come with inline handlers,
+  // whose work the page's script does): one that is refused is a fault.
+  page.on("console", (m) => { if (/inline script/.test(m.text())) faults.push(`${page.url()}: ${m.text()}`); });
   page.setDefaultTimeout(15000);
   return page;
 }
 
-// A test on a page of a fresh context (see the top for the options and the session).
-export function pageTest(name, options, body) {
-  if (!body) [options, body] = [{}, options];
+export function pageTest(name, body) {
   test(name, async () => {
-    const faults = [], pages = [];
-    const session = { newPage: async (more) => {
-      pages.push(await openPage({ ...options, ...more }, faults));
-      return pages.at(-1);
-    } };
+    const faults = [], contexts = [];
+    const session = { newPage: ({ password = FACTORY_PASSWORD } = {}) => openPage(password, faults, contexts) };
     try {
       await body(await session.newPage(), session);
     } finally {
-      for (const p of pages) await p.context().close();
+      for (const context of contexts) await context.close();
     }
-    assert.deepEqual(faults, [], "the page reached only the demo server and ran without script errors");
+    assert.deepEqual(faults, [], "the page reached only the device and ran without script errors");
   });
 }
 
-export const login = (page, password) => page.context().setHTTPCredentials({ username: USER, password });
+// A GET from inside the page (same origin, with the page's login unless `init` says otherwise): { status, headers, text }.
+export const fetchPath = (page, url, init) => page.evaluate(async ([u, i]) => {
+  const response = await fetch(u, i);
+  return { status: response.status, headers: Object.fromEntries(response.headers), text: await response.text() };
+}, [url, init]);
 
-export async function fetchPath(page, url) {
-  const r = await page.evaluate(async (u) => {
-    const response = await fetch(u);
-    return { status: response.status, headers: Object.fromEntries(response.headers),
-      bytes: Array.from(new Uint8Array(await response.arrayBuffer())) };
-  }, url);
-  const bytes = Buffer.from(r.bytes);
-  return { status: r.status, headers: r.headers, bytes, text: bytes.toString("utf8") };
-}
-
-export function restartDemo(...args) {
-  return execFileSync("bash", [path.join(REPO, "scripts/demo.sh"), "--dir", DEMO, "--no-build",
-    "--port", new URL(URL0).port, ...(HTTPS ? ["--https"] : []), ...args], { encoding: "utf8" });
-}
-
-// Opens a page by its item number and checks it rendered.
+// Opens a page by its item number and checks that it rendered.
 export async function openItem(page, item, lang = "english") {
   const response = await page.goto(`${BASE}/cgi-bin/gwadmin?item=${item}&lang=${lang}`);
   assert.equal(response.status(), 200, `item ${item}: HTTP status`);
-  await assertRendered(page, `item ${item}`);
+  await assertRendered(page, `item ${item} ${lang}`);
 }
 
 // A page from a template, complete: no placeholder left, not the error page, a headline.
 export async function assertRendered(page, what) {
   const html = await page.content();
-  const placeholder = /\{[A-Z][A-Z0-9_]*\}/.exec(html);
-  assert.ok(!placeholder, `${what}: unreplaced placeholder ${placeholder?.[0]}`);
+  assert.doesNotMatch(html, /\{[A-Z][A-Z0-9_]*\}/, `${what}: an unreplaced placeholder`);
   assert.ok(!html.includes("Please contact the customer support"), `${what}: gwadmin's error page`);
   assert.ok((await headline(page)).length > 0, `${what}: a headline`);
 }
@@ -139,25 +97,40 @@ export async function assertRendered(page, what) {
 export const headline = async (page) => (await page.locator("main h1").first().textContent()).trim();
 
 // Clicks a link and waits until the page it leads to (matching `url`) is loaded.
-export async function follow(page, selector, url) {
-  await Promise.all([page.waitForURL(url), page.click(selector)]);
-  await page.waitForLoadState("load");
-}
+export const follow = (page, selector, url) => Promise.all([page.waitForURL(url), page.click(selector)]);
 
-// Sends the form with its Apply (or other) button; the answer comes at /cgi-bin/gwadmin (no query).
+// Sends the form with its Apply (or another) button; the answer comes at /cgi-bin/gwadmin.
 export async function submit(page, selector = ".actions input[type=submit]") {
   await Promise.all([page.waitForURL((url) => url.pathname === "/cgi-bin/gwadmin" && url.search === ""),
     page.click(selector)]);
   await assertRendered(page, "result page");
 }
 
+// Answers the page's own question (a <dialog>) that a click on `selector` asks, with "ok" or
+// "cancel"; `arrived()`, if given, waits for what the answer leads to.
+export async function answer(page, selector, value, arrived) {
+  await page.click(selector);
+  await Promise.all([arrived?.(), page.click(`dialog.confirm[open] button[value=${value}]`)]);
+}
+
+// The requests to the program that the page sends from now on, as "METHOD item" (or "METHOD form").
+export function requests(page) {
+  const sent = [];
+  page.on("request", (r) => {
+    const url = new URL(r.url());
+    if (url.pathname === "/cgi-bin/gwadmin") sent.push(`${r.method()} ${url.searchParams.get("item") ?? "form"}`);
+  });
+  return sent;
+}
+
 export const shot = (page, name) =>
   page.screenshot({ path: path.join(SCREENSHOTS, `${HTTPS ? "https-" : ""}${name}.png`), fullPage: true });
 
-const sel = (s) => (/^\w+$/.test(s) ? `#${s}` : s);
+// A form field's selector: a bare id, or a selector as it is.
+export const sel = (s) => (/^\w+$/.test(s) ? `#${s}` : s);
 
-// Sets form fields (named by a selector or a bare id): a boolean checks or unchecks a box or radio button; a text fills an input or
-// chooses a select's option by value; {label} chooses an option by its text.
+// Sets form fields: a boolean checks a box or radio button, a text fills an input or chooses a
+// select's option by value, {label} chooses an option by its text.
 export async function fill(page, fields) {
   for (const [s, v] of Object.entries(fields)) {
     const field = page.locator(sel(s));
@@ -165,12 +138,6 @@ export async function fill(page, fields) {
     else if (typeof v === "object" || (await field.evaluate((e) => e.tagName === "SELECT"))) await field.selectOption(v);
     else await field.fill(v);
   }
-}
-
-// Fills a list editor's inputs and presses one of its buttons (add by default).
-export async function listEdit(page, fields, action = "add") {
-  await fill(page, fields);
-  await page.click(`.listedit button[data-action=${action}]`);
 }
 
 // The fields show these values (as `fill` takes them).
@@ -183,41 +150,27 @@ export async function expectFields(page, fields) {
   }
 }
 
-// The fields are disabled (or, with `false`, enabled).
-export async function expectDisabled(page, fields, disabled = true) {
-  for (const s of fields) assert.equal(await page.isDisabled(sel(s)), disabled, `${s} disabled`);
-}
-
-// The round trip: opens the page (unless `open` is false), sets the fields, applies, expects the
-// result page's headline, opens the page again and expects `shown` (by default the fields set).
-export async function roundTrip(page, item, fields, head, { lang = "english", shown = fields, open = true } = {}) {
-  if (open) await openItem(page, item, lang);
+// Fills a list editor's inputs and presses one of its buttons (add by default).
+export async function listEdit(page, fields, action = "add") {
   await fill(page, fields);
-  await submit(page);
-  assert.equal(await headline(page), head);
-  await openItem(page, item, lang);
-  await expectFields(page, shown);
+  await page.click(`.listedit button[data-action=${action}]`);
 }
 
-// A temporary folder, removed after the file's tests.
-export function workDir() {
-  const dir = fs.mkdtempSync(path.join(os.tmpdir(), "gwadmin-browser-"));
-  after(() => fs.rmSync(dir, { recursive: true, force: true }));
-  return dir;
+// The entries of list editors' lists, as texts: { name: [texts] }.
+export async function lists(page, names) {
+  const texts = (n) => page.locator(`select[data-list=${n}]`).evaluate((s) => Array.from(s.options, (o) => o.text.trim()));
+  return Object.fromEntries(await Promise.all(names.map(async (n) => [n, await texts(n)])));
 }
 
-// A PKCS#12 file (in `dir`) with a new key and a certificate for `cn`, made with OpenSSL.
-export function makeP12(dir, cn, pass) {
-  const [key, crt, p12] = ["key.pem", "cert.pem", `${cn}.p12`].map((f) => path.join(dir, f));
-  const openssl = (...args) => execFileSync("openssl", args, { stdio: "ignore" });
-  openssl("req", "-x509", "-newkey", "rsa:2048", "-noenc", "-subj", `/CN=${cn}`, "-days", "30", "-keyout", key, "-out", crt);
-  openssl("pkcs12", "-export", "-in", crt, "-inkey", key, "-out", p12, "-passout", `pass:${pass}`);
-  return p12;
-}
+// Whether the page would have the browser ask before it goes.
+export const stopsUnload = (page) => page.evaluate(() => {
+  const event = new Event("beforeunload", { cancelable: true });
+  window.dispatchEvent(event);
+  return event.defaultPrevented;
+});
 
 export const sandboxPath = (...parts) => path.join(SANDBOX, ...parts);
-
-// A log of the sandbox device (var/log), empty when there is none.
+export const setModel = (name) => fs.writeFileSync(sandboxPath("etc/deviceID"), `${name}\n`);
 export const readLog = (name) => (fs.existsSync(sandboxPath("var/log", name)) ?
   fs.readFileSync(sandboxPath("var/log", name), "utf8") : "");
 
@@ -227,12 +180,22 @@ export function config(name) {
   return Object.fromEntries(lines.map((l) => /^([A-Za-z0-9_]+)='(.*)'$/.exec(l)?.slice(1)).filter(Boolean));
 }
 
-// The running configuration `name` holds these values (its other keys unchecked).
-export function expectConfig(name, values) {
-  const stored = config(name);
-  assert.deepEqual(Object.fromEntries(Object.keys(values).map((k) => [k, stored[k]])), values, name);
+// The running configuration holds these values ({ file: { key: value } }; other keys unchecked).
+export function expectConfig(files) {
+  for (const [name, values] of Object.entries(files)) {
+    const stored = config(name);
+    assert.deepEqual(Object.fromEntries(Object.keys(values).map((k) => [k, stored[k]])), values, name);
+  }
 }
 
-// The options of a select, as texts.
-export const optionTexts = (page, selector) =>
-  page.locator(selector).evaluate((select) => Array.from(select.options, (o) => o.text.trim()));
+// Sets keys that a file of the running configuration has: setConfig("dhcp.config", { KEY: value }).
+export function setConfig(name, values) {
+  const file = sandboxPath("tmp/ulsp", name);
+  let text = fs.readFileSync(file, "utf8");
+  for (const [key, value] of Object.entries(values)) {
+    const line = new RegExp(`^${key}=.*$`, "m");
+    assert.match(text, line, `${name} has ${key}`);
+    text = text.replace(line, () => `${key}='${value}'`);
+  }
+  fs.writeFileSync(file, text);
+}
