@@ -1,8 +1,5 @@
-// User text in command lines: every command a page builds from a form value or an upload name (kSites, each
-// through sh_quote) gets shell metacharacters; no other command runs (the canary file stays absent) and the tool
-// receives the text as one literal argument (the command lines of plain values: the page tests). Every other
-// command (saves, load defaults, reboot, the status tools, the fixed mv/chown/chmod/cp/rm/mkdir, openvpn
-// --genkey, the OpenVPN restart) is fixed text.
+// User text in command lines: every command a page builds from a form value or an upload name gets shell
+// metacharacters; no other command runs (the canary stays absent) and the tool gets the text as one literal argument.
 
 #include <cctype>
 #include <unistd.h>
@@ -11,13 +8,10 @@
 
 namespace {
 
-// How the text reaches the program, and so what it can hold.
-enum Carrier {
-    kForm,        // urlencoded field: anything (the parser trims blanks at its end)
-    kMultipart,   // multipart field: one line
-    kUploadName,  // upload file name: no "/", no double quote, one line
-    kPassword,    // the basic settings' password: urlencoded, at most 16 characters
-};
+// How the text reaches the program, and so what it can hold: an urlencoded field anything (blanks at its end
+// trimmed), a multipart field one line, an upload's file name one line without "/" or double quote, the basic
+// settings' password at most 16 characters.
+enum Carrier { kForm, kMultipart, kUploadName, kPassword };
 
 struct Site {
     const char* what;
