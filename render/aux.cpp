@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fcntl.h>
 #include <string>
-#include <vector>
 #include <sys/stat.h>
 #include <sys/time.h>
 #include <syslog.h>
@@ -25,17 +24,12 @@ void aux_error(const char* location, int error)
 
 namespace {
 
-// The message file of the request's language, read once; where its pieces
-// start, found at the first look-up.
-struct Piece {
-    uint32_t at, len;
-};
+// The message file of the request's language, read once.
 struct Catalogue {
     std::string path;
     bool read = false;
     int error = 0;
     std::string text;
-    std::vector<Piece> pieces;
 };
 Catalogue g_catalogue;
 
@@ -43,7 +37,7 @@ bool load_catalogue(const char* path)
 {
     if (g_catalogue.read && g_catalogue.path == path)
         return g_catalogue.error == 0;
-    g_catalogue = Catalogue{path, true, 0, std::string(), {}};
+    g_catalogue = Catalogue{path, true, 0, std::string()};
     int fd = open(path, O_RDONLY | O_CLOEXEC);
     if (fd < 0) {
         g_catalogue.error = errno;
@@ -62,36 +56,26 @@ bool load_catalogue(const char* path)
     return true;
 }
 
-// The catalogue's lines, read in pieces of AUX_MESSAGE_SIZE - 1 characters:
-// a longer line goes on in a piece of its own.
-void find_pieces(Catalogue& c)
+// The text of the first line of the catalogue, read in pieces of
+// AUX_MESSAGE_SIZE - 1 characters, whose key (the text up to the first ":",
+// leading ":" skipped) is a prefix of key: the run after the key up to the next
+// ":" (leading ":" skipped). False when no line matches.
+bool catalogue_text(const std::string& text, const char* key, std::string& out)
 {
+    const size_t key_len = strlen(key);
     const size_t piece_max = AUX_MESSAGE_SIZE - 1;
-    const std::string& text = c.text;
-    c.pieces.reserve(text.size() / 24 + 1);
     for (size_t at = 0; at < text.size();) {
         const char* nl = static_cast<const char*>(memchr(text.data() + at, '\n', text.size() - at));
         size_t line_end = nl ? size_t(nl - text.data()) + 1 : text.size();
         size_t piece = line_end - at < piece_max ? line_end - at : piece_max;
-        c.pieces.push_back(Piece{uint32_t(at), uint32_t(piece)});
+        const char* s = text.data() + at;
         at += piece;
-    }
-}
-
-// The text of the first piece of the catalogue whose key (the text up to the
-// first ":", leading ":" skipped) is a prefix of key: the run after the key up
-// to the next ":" (leading ":" skipped). False when no piece matches.
-bool catalogue_text(const Catalogue& c, const char* key, std::string& out)
-{
-    const size_t key_len = strlen(key);
-    for (const Piece& piece : c.pieces) {
-        const char* s = c.text.data() + piece.at;
         const char* k = s;
-        while (k < s + piece.len && *k == ':')
+        while (k < s + piece && *k == ':')
             ++k;
-        if (k == s + piece.len || *k != key[0])  // a key starts with its first character
+        if (k == s + piece || *k != key[0])  // a key starts with its first character
             continue;
-        const char* end = s + strnlen(s, piece.len);
+        const char* end = s + strnlen(s, piece);
         if (k >= end)
             continue;
         const char* colon = static_cast<const char*>(memchr(k, ':', size_t(end - k)));
@@ -121,10 +105,8 @@ char* aux_message(const char* key, char* out)
         return nullptr;
     }
     out[0] = '\0';
-    if (g_catalogue.pieces.empty())
-        find_pieces(g_catalogue);
     std::string text;
-    if (catalogue_text(g_catalogue, key, text)) {
+    if (catalogue_text(g_catalogue.text, key, text)) {
         size_t len = text.size() < AUX_MESSAGE_SIZE - 1 ? text.size() : AUX_MESSAGE_SIZE - 1;
         memcpy(out, text.data(), len);
         out[len] = '\0';
