@@ -1,18 +1,10 @@
 #!/usr/bin/env bash
-# gwadmin's pages in headless Chromium: installs what is missing (scripts/deps.sh browser, npm ci), starts a demo
-# server with a state folder and port of its own, runs the tests with node's test runner and stops the server again.
-# The browser reaches the device by its factory name (HOSTNAME.DOMAIN_NAME of the sandbox's network.config, which
-# Chromium takes for 127.0.0.1) with the factory password that the demo prints.
-#
-#   bash tests/browser/run.sh [TEST FILE...]   (default every tests/*.test.mjs over HTTP, then tests/login.test.mjs
-#                                              over HTTPS; files named from where you are or from tests/browser/:
-#                                              over HTTP only)
-#
-# Environment: GWADMIN_BROWSER_HTTPS (1: one pass, over HTTPS, of the files named or all; 0: no HTTPS pass),
-# GWADMIN_BROWSER_DIR (the run's state, default build/browser: demo/, screenshots/, results.tap, results-https.tap),
-# GWADMIN_BROWSER_PORT (the server's port on 127.0.0.1, default the first free one from 8091 on), GWADMIN_DEMO_BUILD
-# (the build folder whose gwadmin is served, default build), CHROMIUM (default /usr/bin/chromium).
-# Ends with "browser: N passed, M failed" over both passes; exits non-zero when a test failed or the run could not start.
+# gwadmin's pages in headless Chromium (see "The interface" in the README): installs what is missing, starts a demo
+# server of its own, reached by the device's factory name, runs the tests with node's test runner, stops the server.
+#   bash tests/browser/run.sh [TEST FILE...]   (default: every tests/*.test.mjs over HTTP, then login over HTTPS)
+# Environment: GWADMIN_BROWSER_HTTPS (1: HTTPS only; 0: no HTTPS pass), GWADMIN_BROWSER_DIR (default build/browser),
+# GWADMIN_BROWSER_PORT (default the first free one from 8091), GWADMIN_DEMO_BUILD (default build), CHROMIUM.
+# Ends with "browser: N passed, M failed"; exits non-zero when a test failed or the run could not start.
 set -uo pipefail
 
 caller=$(pwd)
