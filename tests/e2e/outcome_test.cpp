@@ -115,6 +115,8 @@ TEST(Outcome, EachApplyNamesTheFailedStepWithItsStatusAndAdviceOrSaysAllWorked)
                         "Prüfen Sie die OpenVPN-Einstellungen (" + link(46, "OpenVPN", de) + "); das Systemprotokoll (" +
                         link(43, "Protokollstatus", de) + ") zeigt, warum OpenVPN nicht startete. Ein Neustart des "
                         "Routers (" + link(20, "Neustart", de) + ") startet es ebenfalls.</p>\n"), std::string::npos) << page;
+    sb.tool("/usr/sbin/save", "exit 1");
+    EXPECT_NE(sb.get("item=19&lang=deutsch").out.find("(" + link(19, "Konfiguration sichern", de) + ")"), std::string::npos);
 }
 
 TEST(Outcome, TheClientCertificateIsOfferedOnlyWhenThisRequestMadeIt)

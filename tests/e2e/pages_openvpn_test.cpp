@@ -59,7 +59,7 @@ TEST(OpenVpnPage, ShowStaticKeyActions)
 {
     Sandbox sb;
     setup(sb, "{SECKEY}");
-    sb.write(kKeys + "static.key", "1\n2\n3\n4\nshown-key-line-0123\n");  // the fifth line, 16 characters shown
+    sb.write(kKeys + "static.key", "1\n2\n3\n4\nshown-key-line-0123\n6\n");  // the fifth line, 16 characters
     sb.tool("/usr/sbin/openvpn", "echo \"$*\" > \"$3\"");
     const std::string gen = "/usr/sbin/openvpn --genkey --secret /home/httpd/openvpn/stqatic.key";
     // 1abc counts as 1: the key is made as "stqatic.key", the page still shows "static.key".

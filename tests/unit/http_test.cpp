@@ -190,6 +190,8 @@ TEST_F(Http, RequestsPastTheirBoundsAreRefusedWhole)
         {true, "", uploads + field("item", "47") + END, {}, "", "47|0|0|8"},
         {true, "", uploads + file_head("f", "up8") + "x\r\n" + field("item", "47") + END, {}, refused, "0|0|0|0"},
         {true, std::to_string(1LL << 40), form, {}, refused, "0|0|0|0"},  // refused unread
+        {true, std::to_string((16 << 20) + 1), form, {}, refused, "0|0|0|0"},  // 16 MiB at most
+        {true, std::to_string(16 << 20), form, {}, "", "41|1|0|0"},
         {true, std::to_string(form.find(D, 4)), form, {}, "", "41|0|0|0"}, {true, "9999", form, {}, "", "41|1|0|0"},
         {true, "x", form, {}, http_error("297", EMSGSIZE), "0|0|0|0"},
     };
