@@ -223,7 +223,7 @@ void replace_now(const char* placeholder, const char* text)
     size_t rest_len = n;
     // A text that joins its neighbours into a new occurrence on every turn
     // would grow the page without end: joins stop after 65,536 per call, or
-    // once they have put 16 MiB of text in.
+    // once they have put in and moved 16 MiB of text.
     long joins = 1L << 16;
     size_t join_room = size_t(16) << 20;
     bool failed = !out.reserve(n + 1);
@@ -239,15 +239,16 @@ void replace_now(const char* placeholder, const char* text)
             if (found == SIZE_MAX)
                 break;
             --joins;
-            join_room -= t;
             size_t end = found + m;
             if (end > out.len) {  // it reaches into the rest of the page
+                join_room -= t;
                 rest += end - out.len;
                 rest_len -= end - out.len;
                 out.len = found;
                 failed = !out.append(text, t);
             } else {  // it lies in what was built: the text goes in its place
                 size_t tail = out.len - end;
+                join_room -= t + tail < join_room ? t + tail : join_room;  // what moves counts too
                 failed = !out.reserve(found + t + tail + 1);
                 if (!failed) {
                     memmove(out.data + found + t, out.data + end, tail);
