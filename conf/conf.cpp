@@ -365,21 +365,25 @@ bool read_all(int fd, std::string& out)
     }
 }
 
+File* g_last = nullptr;  // the file asked for last: most calls ask for it again
+
 File& file_for(const char* name)
 {
+    if (g_last && strcmp(g_last->name.c_str(), name) == 0)
+        return *g_last;
     for (const auto& f : g_files)
         if (strcmp(f->name.c_str(), name) == 0)
-            return *f;
+            return *(g_last = f.get());
     char path[NAME_SIZE];
-    snprintf(path, sizeof path, "%s/%s", CONF_DIR, name);  // the doubled slash is harmless
+    aux_concat(path, sizeof path, {CONF_DIR, "/", name});  // the doubled slash is harmless
     std::string host = dev_path(path);
     for (const auto& f : g_files)
         if (f->host == host)
-            return *f;  // another name that the 64-byte path cuts to the same file
+            return *(g_last = f.get());  // another name that the 64-byte path cuts to the same file
     g_files.push_back(std::make_unique<File>());
     g_files.back()->name = name;
     g_files.back()->host = host;
-    return *g_files.back();
+    return *(g_last = g_files.back().get());
 }
 
 // Reads the file once; false (with f.error) when it cannot be read.
@@ -853,6 +857,7 @@ void conf_forget()
         if (f->fd >= 0)
             close(f->fd);
     g_files.clear();
+    g_last = nullptr;
 }
 
 char* conf_get(const char* wanted, char* out, size_t size, const char* file)

@@ -3,13 +3,14 @@
 #include <cstring>
 
 #include "conf/conf.h"
+#include "render/aux.h"
 #include "render/escape.h"
 
 
 int conf_list_count(const char* name, const char* file)
 {
     char key[64];
-    snprintf(key, sizeof key, "%s_N", name);
+    aux_concat(key, sizeof key, {name, "_N"});
     return atoi(conf_value(key, file).c_str());
 }
 
@@ -75,8 +76,8 @@ int conf_list_store(const char* name, const char* field, int old_count, const ch
     conf_list_clear(name, field, old_count, file);
     std::string words = text ? text : "";
     int n = conf_list_add(name, field, text ? &words[0] : nullptr, file);
-    char key[64], count[16];
-    snprintf(key, sizeof key, "%s_N", name);
-    snprintf(count, sizeof count, "%d", n);
+    char key[64], count[AUX_INT_SIZE];
+    aux_concat(key, sizeof key, {name, "_N"});
+    aux_int_text(n, count);
     return conf_set(key, count, file);
 }

@@ -1,6 +1,7 @@
 #include "render/aux.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -111,6 +112,70 @@ char* aux_message(const char* key, char* out)
         memcpy(out, text.data(), len);
         out[len] = '\0';
     }
+    return out;
+}
+
+namespace {
+
+// Appends len characters of text at out[at] as far as size-1 allows.
+void put_cut(char* out, size_t size, size_t at, const char* text, size_t len)
+{
+    if (at + 1 >= size)
+        return;
+    size_t room = size - 1 - at;
+    memcpy(out + at, text, len < room ? len : room);
+}
+
+}  // namespace
+
+size_t aux_concat(char* out, size_t size, std::initializer_list<const char*> parts)
+{
+    size_t at = 0;
+    for (const char* part : parts) {
+        size_t len = strlen(part);
+        put_cut(out, size, at, part, len);
+        at += len;
+    }
+    if (size > 0)
+        out[at < size ? at : size - 1] = '\0';
+    return at;
+}
+
+size_t aux_fill(char* out, size_t size, const char* format, const char* word)
+{
+    const size_t word_len = strlen(word);
+    size_t at = 0;
+    for (const char* p = format;;) {
+        const char* mark = strstr(p, "%s");
+        size_t len = mark ? size_t(mark - p) : strlen(p);
+        put_cut(out, size, at, p, len);
+        at += len;
+        if (!mark)
+            break;
+        put_cut(out, size, at, word, word_len);
+        at += word_len;
+        p = mark + 2;
+    }
+    if (size > 0)
+        out[at < size ? at : size - 1] = '\0';
+    return at;
+}
+
+char* aux_int_text(int n, char (&out)[AUX_INT_SIZE])
+{
+    char digits[AUX_INT_SIZE];
+    size_t count = 0;
+    unsigned rest = n < 0 ? 0u - static_cast<unsigned>(n) : static_cast<unsigned>(n);
+    do {
+        digits[count++] = char('0' + rest % 10);
+        rest /= 10;
+    } while (rest && count < sizeof digits);
+    size_t at = 0;
+    if (n < 0)
+        out[at++] = '-';
+    while (count > 0 && at < sizeof out - 1)
+        out[at++] = digits[--count];
+    out[at] = '\0';
     return out;
 }
 
@@ -227,20 +292,51 @@ int aux_mkdirs(const char* base, const char* path)
 
 char* aux_format_date(time_t when, char* out, bool with_time)
 {
-    struct tm tm;
-    if (!gmtime_r(&when, &tm)) {
+    // The civil date of the day number (days since 1970-01-01, UTC), worked
+    // out here: the C library's gmtime looks at the time zone first, which
+    // costs a short request more than the page.
+    long long days = when / 86400, seconds = when % 86400;
+    if (seconds < 0) {
+        seconds += 86400;
+        --days;
+    }
+    const long long shifted = days + 719468;  // from 0000-03-01
+    const long long era = (shifted >= 0 ? shifted : shifted - 146096) / 146097;
+    const long long day_of_era = shifted - era * 146097;
+    const long long year_of_era = (day_of_era - day_of_era / 1460 + day_of_era / 36524 - day_of_era / 146096) / 365;
+    const long long day_of_year = day_of_era - (365 * year_of_era + year_of_era / 4 - year_of_era / 100);
+    const long long mp = (5 * day_of_year + 2) / 153;
+    const int day = int(day_of_year - (153 * mp + 2) / 5 + 1);
+    const int month = int(mp < 10 ? mp + 3 : mp - 9);
+    const long long year = year_of_era + era * 400 + (month <= 2);
+    if (year - 1900 > INT_MAX || year - 1900 < INT_MIN) {
         dev_syslog(LOG_INFO, "aux auxDate: gmtime_r fails");
-        aux_error(with_time ? "in file aux line 212" : "in file aux line 186", errno);
+        aux_error(with_time ? "in file aux line 212" : "in file aux line 186", EOVERFLOW);
         return nullptr;
     }
-    char text[80];
-    if (with_time)
-        snprintf(text, sizeof text, "%.2d.%.2d.%d, %.2d:%.2d:%.2d", tm.tm_mday, tm.tm_mon + 1,
-                 tm.tm_year + 1900, tm.tm_hour, tm.tm_min, tm.tm_sec);
-    else
-        snprintf(text, sizeof text, "%.2d.%.2d.%d", tm.tm_mday, tm.tm_mon + 1, tm.tm_year + 1900);
-    size_t size = with_time ? AUX_DATETIME_SIZE : AUX_DATE_SIZE;
-    snprintf(out, size, "%.*s", int(size - 1), text);
+    // "dd.mm.yyyy" or "dd.mm.yyyy, hh:mm:ss", cut to the buffer
+    auto two = [](char* w, int n) {
+        w[0] = char('0' + n / 10);
+        w[1] = char('0' + n % 10);
+    };
+    char text[48], number[AUX_INT_SIZE];
+    two(text, day);
+    text[2] = '.';
+    two(text + 3, month);
+    text[5] = '.';
+    size_t at = 6 + aux_concat(text + 6, sizeof text - 6, {aux_int_text(int(year), number)});
+    if (with_time) {
+        const int hour = int(seconds / 3600), minute = int(seconds / 60 % 60), second = int(seconds % 60);
+        memcpy(text + at, ", ", 2);
+        two(text + at + 2, hour);
+        text[at + 4] = ':';
+        two(text + at + 5, minute);
+        text[at + 7] = ':';
+        two(text + at + 8, second);
+        at += 10;
+    }
+    text[at] = '\0';
+    aux_concat(out, with_time ? AUX_DATETIME_SIZE : AUX_DATE_SIZE, {text});
     return out;
 }
 

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <ctime>
+#include <initializer_list>
 
 constexpr size_t AUX_MESSAGE_SIZE = 512;  // a message line
 constexpr size_t AUX_DATE_SIZE = 11;      // "dd.mm.yyyy"
@@ -40,3 +41,13 @@ char* auxDateTime(char* out);
 
 // The date texts of a given moment (UTC), as auxDate/auxDateTime write them.
 char* aux_format_date(time_t when, char* out, bool with_time);
+
+// Texts put together without printf, which costs a short request more than
+// the page's own work: the parts one after another into out (size bytes),
+// cut to size-1 characters as snprintf cuts; returns the whole length.
+size_t aux_concat(char* out, size_t size, std::initializer_list<const char*> parts);
+// format with every "%s" in it replaced by word, cut the same way.
+size_t aux_fill(char* out, size_t size, const char* format, const char* word);
+// The decimal text of n ("-12"): at most 11 characters and the zero byte.
+constexpr size_t AUX_INT_SIZE = 12;
+char* aux_int_text(int n, char (&out)[AUX_INT_SIZE]);

@@ -7,25 +7,25 @@
 
 namespace {
 
-// The entity of each character that needs one (none: 0).
+// The entity of each character that needs one (none: 0), as constant data.
 struct Entities {
     const char* of[256] = {};
     unsigned char size[256] = {};
-    Entities()
+    constexpr Entities()
     {
-        set('&', "&amp;");
-        set('<', "&lt;");
-        set('>', "&gt;");
-        set('"', "&quot;");
-        set('\'', "&#39;");
+        set('&', "&amp;", 5);
+        set('<', "&lt;", 4);
+        set('>', "&gt;", 4);
+        set('"', "&quot;", 6);
+        set('\'', "&#39;", 5);
     }
-    void set(unsigned char c, const char* entity)
+    constexpr void set(unsigned char c, const char* entity, unsigned char len)
     {
         of[c] = entity;
-        size[c] = static_cast<unsigned char>(strlen(entity));
+        size[c] = len;
     }
 };
-const Entities ENTITIES;
+constexpr Entities ENTITIES;
 
 }  // namespace
 

@@ -17,6 +17,13 @@ size_t html_escaped_size(const char* text, size_t len);
 char* html_escape_to(char* out, const char* text, size_t len);
 std::string html_escape(const char* text);
 
+// Whether a character needs an entity (all five are below 64).
+inline bool html_special(unsigned char c)
+{
+    constexpr unsigned long long SPECIAL = (1ull << '&') | (1ull << '<') | (1ull << '>') | (1ull << '"') | (1ull << '\'');
+    return c < 64 && ((SPECIAL >> c) & 1);
+}
+
 // tmpl_replace with the text escaped: the way to put a value into a page.
 // tmpl_replace itself is for markup the program builds. Without memory for
 // the escaped copy the placeholder stays, as with a page that cannot grow.

@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 #include <memory>
 #include <new>
 
@@ -24,9 +25,9 @@ void put_message(const char* placeholder, const char* key, size_t size)
 int page_result(const char* module, size_t size)
 {
     char key[64];
-    snprintf(key, sizeof key, "%s_head", module);
+    aux_concat(key, sizeof key, {module, "_head"});
     put_message("{HEADLINE}", key, size);
-    snprintf(key, sizeof key, "%s_rslt", module);
+    aux_concat(key, sizeof key, {module, "_rslt"});
     put_message("{MESSAGE}", key, size);
     return 0;
 }
@@ -52,26 +53,86 @@ bool match_stored_prefix(const char* stored, const char* value)
     return strncmp(stored, value, strlen(stored)) == 0;
 }
 
+namespace {
+
+// A fixed piece of an option line in a block of BLOCK bytes, so that it is
+// copied as one block whatever its length (the copy may write past its end:
+// what follows overwrites that).
+constexpr size_t BLOCK = 64;
+struct Piece {
+    char text[BLOCK] = {};
+    size_t len = 0;
+    explicit Piece(std::initializer_list<const char*> parts)
+    {
+        for (const char* part : parts)
+            for (; *part && len < BLOCK; ++part)
+                text[len++] = *part;
+    }
+    bool whole(std::initializer_list<const char*> parts) const
+    {
+        size_t total = 0;
+        for (const char* part : parts)
+            total += strlen(part);
+        return total == len;
+    }
+};
+
+// The length of text, and whether a character of it needs an entity.
+size_t measure(const char* text, bool& special)
+{
+    size_t n = 0;
+    bool any = false;
+    for (unsigned char c; (c = static_cast<unsigned char>(text[n])) != 0; ++n)
+        any |= html_special(c);
+    special = any;
+    return n;
+}
+
+char* put_text(char* w, const char* text, size_t len, bool special)
+{
+    if (special)
+        return html_escape_to(w, text, len);
+    for (size_t i = 0; i < len; ++i)
+        w[i] = text[i];
+    return w + len;
+}
+
+}  // namespace
+
 std::string option_list(const Option* rows, size_t count, const char* stored, const OptionStyle& style)
 {
     // "\n<indent><option value=\"v\"<gap><mark or nothing>>label</option>", written row by row
     // into room made for the row's longest form (every character an entity)
-    std::string open = std::string("\n") + style.indent + "<option value=\"";
-    std::string plain = std::string("\"") + style.gap + ">";
-    std::string chosen = std::string("\"") + style.gap + style.mark + ">";
-    static const char CLOSE[] = "</option>";
+    const Piece open({"\n", style.indent, "<option value=\""});
+    const Piece plain({"\"", style.gap, ">"});
+    const Piece chosen({"\"", style.gap, style.mark, ">"});
+    const Piece close({"</option>"});
+    if (!open.whole({"\n", style.indent, "<option value=\""}) || !chosen.whole({"\"", style.gap, style.mark, ">"})) {
+        // a style longer than its blocks, written piece by piece
+        std::string out;
+        for (size_t i = 0; i < count; ++i) {
+            out += std::string("\n") + style.indent + "<option value=\"";
+            html_escape_append(out, rows[i].value, strlen(rows[i].value));
+            out += std::string("\"") + style.gap + (style.match(stored, rows[i].value) ? style.mark : "") + ">";
+            html_escape_append(out, rows[i].label, strlen(rows[i].label));
+            out += "</option>";
+        }
+        return out;
+    }
     // Written into a buffer that is not cleared first, copied out once.
-    size_t room = count * (open.size() + chosen.size() + sizeof CLOSE + 24) + 1;
+    const size_t fixed = 4 * BLOCK;
+    size_t room = count * (fixed + 16) + 1;
     std::unique_ptr<char[]> buf(new char[room]);
     size_t used = 0;
-    auto put = [](char* w, const char* text, size_t len) {
-        memcpy(w, text, len);
-        return w + len;
+    auto put = [](char* w, const Piece& p) {
+        memcpy(w, p.text, BLOCK);
+        return w + p.len;
     };
     for (size_t i = 0; i < count; ++i) {
-        const size_t lv = strlen(rows[i].value), ll = strlen(rows[i].label);
-        const std::string& after = style.match(stored, rows[i].value) ? chosen : plain;
-        const size_t most = open.size() + 6 * (lv + ll) + after.size() + sizeof CLOSE;
+        bool value_special, label_special;
+        const size_t lv = measure(rows[i].value, value_special), ll = measure(rows[i].label, label_special);
+        const Piece& after = style.match(stored, rows[i].value) ? chosen : plain;
+        const size_t most = fixed + 6 * (lv + ll);
         if (room < used + most) {
             room = 2 * (used + most);
             std::unique_ptr<char[]> grown(new char[room]);
@@ -79,11 +140,11 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
             buf.swap(grown);
         }
         char* w = buf.get() + used;
-        w = put(w, open.data(), open.size());
-        w = html_escape_to(w, rows[i].value, lv);
-        w = put(w, after.data(), after.size());
-        w = html_escape_to(w, rows[i].label, ll);
-        w = put(w, CLOSE, sizeof CLOSE - 1);
+        w = put(w, open);
+        w = put_text(w, rows[i].value, lv, value_special);
+        w = put(w, after);
+        w = put_text(w, rows[i].label, ll, label_special);
+        w = put(w, close);
         used = size_t(w - buf.get());
     }
     return std::string(buf.get(), used);

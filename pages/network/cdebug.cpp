@@ -5,6 +5,7 @@
 #include "cgi/http.h"
 #include "conf/conf.h"
 #include "pages/pages.h"
+#include "render/aux.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -50,8 +51,8 @@ int cdebug_show()
     int level = selected_level(conf_value("SYSLOGD_LOG_LEVEL", LOG).c_str());
     tmpl_replace("{REMOTE_STATE}", mark_if(remote, "checked"));
     for (int i = 1; i <= 8; ++i) {
-        char mark[32];
-        snprintf(mark, sizeof mark, "{LEVEL_SELECT_%i}", i);
+        char mark[32], number[AUX_INT_SIZE];
+        aux_concat(mark, sizeof mark, {"{LEVEL_SELECT_", aux_int_text(i, number), "}"});
         tmpl_replace(mark, mark_if(i == level, "selected"));
     }
     show_texts(LOG, REMOTE);

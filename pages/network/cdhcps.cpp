@@ -9,6 +9,7 @@
 #include "cgi/http.h"
 #include "conf/conf.h"
 #include "pages/pages.h"
+#include "render/aux.h"
 #include "render/pagehelp.h"
 #include "render/tmpl.h"
 
@@ -55,8 +56,8 @@ int cdhcps_act()
         store_texts(DHCP, POOL);
         // hours * 3600 in the device's 32-bit arithmetic
         uint32_t seconds = uint32_t(leading_int(http_var("dhcplease"))) * uint32_t(SECONDS_PER_HOUR);
-        char lease[16];
-        snprintf(lease, sizeof lease, "%d", int32_t(seconds));
+        char lease[AUX_INT_SIZE];
+        aux_int_text(int32_t(seconds), lease);
         conf_set("DHCPD_LEASE_TIME", lease, DHCP);
         store_texts(DHCP, HANDED_OUT);
     }
@@ -71,8 +72,8 @@ int cdhcps_show()
     tmpl_replace("{INTERFACE_OPTS}", option_list(INTERFACE_OPTIONS, iface, INTERFACE_STYLE).c_str());
 
     show_texts(DHCP, POOL);
-    char hours[16];
-    snprintf(hours, sizeof hours, "%d", leading_int(conf_value("DHCPD_LEASE_TIME", DHCP).c_str()) / SECONDS_PER_HOUR);
+    char hours[AUX_INT_SIZE];
+    aux_int_text(leading_int(conf_value("DHCPD_LEASE_TIME", DHCP).c_str()) / SECONDS_PER_HOUR, hours);
     tmpl_replace("{DHCPLEASE}", hours);
     show_texts(DHCP, HANDED_OUT_SHOWN);
     return 0;

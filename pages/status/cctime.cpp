@@ -87,9 +87,8 @@ int cctime_show_clock(time_t now)
     } fields[] = {{"{YEAR}", tm.tm_year}, {"{MONTH}", tm.tm_mon}, {"{DAY}", tm.tm_mday},
                   {"{HOUR}", tm.tm_hour}, {"{MIN}", tm.tm_min},   {"{SEC}", tm.tm_sec}};
     for (const auto& f : fields) {
-        char text[16];
-        snprintf(text, sizeof text, "%d", f.value);
-        tmpl_replace(f.mark, text);
+        char text[AUX_INT_SIZE];
+        tmpl_replace(f.mark, aux_int_text(f.value, text));
     }
     char system_time[AUX_DATETIME_SIZE];
     tmpl_replace("{SYSTEMZEIT}", aux_format_date(now, system_time, true));

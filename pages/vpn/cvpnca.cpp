@@ -171,7 +171,10 @@ std::string value_after_equals(char* line)
 }
 
 // A country is chosen by the stored value's first two characters.
-bool same_first_two(const char* stored, const char* iso) { return strncmp(stored, iso, 2) == 0; }
+bool same_first_two(const char* stored, const char* iso)
+{
+    return stored[0] == iso[0] && (stored[0] == '\0' || stored[1] == iso[1]);
+}
 const OptionStyle COUNTRY_STYLE = {"      ", " ", "selected", same_first_two};
 
 std::string country_options(const char* stored)
@@ -238,6 +241,8 @@ int cvpnca_show()
     bool shown[7] = {false};
     char line[LINE_SIZE];
     while (fgets(line, sizeof line, in)) {
+        if (!strstr(line, "_default"))  // in every key searched
+            continue;
         for (int i = 1; i < 7; ++i) {
             if (shown[i] || !strstr(line, SUBJECT[i].key))
                 continue;

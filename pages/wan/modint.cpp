@@ -57,9 +57,9 @@ struct Named {
 
     Named(const ModemField& f, const char* prefix)
     {
-        snprintf(key, sizeof key, f.key, prefix);
-        snprintf(form, sizeof form, f.form, prefix);
-        snprintf(placeholder, sizeof placeholder, f.placeholder, prefix);
+        aux_fill(key, sizeof key, f.key, prefix);
+        aux_fill(form, sizeof form, f.form, prefix);
+        aux_fill(placeholder, sizeof placeholder, f.placeholder, prefix);
     }
 };
 
