@@ -7,6 +7,7 @@
 #include <string>
 #include <strings.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "cgi/http.h"
 #include "conf/conf.h"
@@ -235,9 +236,30 @@ void print_refusal(bool other_host)
 
 BrowserHeaders sameorigin_headers()
 {
-    return {getenv("HTTP_USER_AGENT"), getenv("HTTP_SEC_FETCH_SITE"), getenv("HTTP_SEC_FETCH_MODE"),
-            getenv("HTTP_SEC_FETCH_DEST"), getenv("HTTP_SEC_FETCH_USER"), getenv("HTTP_ORIGIN"),
-            getenv("HTTP_REFERER"), getenv("HTTP_HOST")};
+    // One pass over the environment instead of a getenv for each header; the
+    // first entry of a name counts, as with getenv.
+    static const struct {
+        const char* name;  // behind "HTTP_", with its "="
+        const char* BrowserHeaders::*field;
+    } HEADERS[] = {{"USER_AGENT=", &BrowserHeaders::user_agent},    {"SEC_FETCH_SITE=", &BrowserHeaders::fetch_site},
+                   {"SEC_FETCH_MODE=", &BrowserHeaders::fetch_mode}, {"SEC_FETCH_DEST=", &BrowserHeaders::fetch_dest},
+                   {"SEC_FETCH_USER=", &BrowserHeaders::fetch_user}, {"ORIGIN=", &BrowserHeaders::origin},
+                   {"REFERER=", &BrowserHeaders::referer},           {"HOST=", &BrowserHeaders::host}};
+    BrowserHeaders h{};
+    for (char** entry = environ; entry && *entry; ++entry) {
+        const char* e = *entry;
+        if (e[0] != 'H' || strncmp(e, "HTTP_", 5) != 0)
+            continue;
+        for (const auto& header : HEADERS) {
+            size_t len = strlen(header.name);
+            if (strncmp(e + 5, header.name, len) == 0) {
+                if (!(h.*header.field))
+                    h.*header.field = e + 5 + len;
+                break;
+            }
+        }
+    }
+    return h;
 }
 
 bool sameorigin_from_browser(const BrowserHeaders& h)
