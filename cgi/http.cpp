@@ -71,12 +71,26 @@ void set_lang(const char* value, size_t keep)
     memcpy(g_request.lang, value, len);
 }
 
-// Splits text at '&' in the manner of strtok and stores every piece.
+void add_decoded(char* piece);
+
+// Splits text at '&' in the manner of strtok (empty pieces skipped) and
+// stores every piece, each decoded where it stands: the text is the caller's
+// copy.
 void add_pieces(char* text)
 {
-    char* save = nullptr;
-    for (char* piece = strtok_r(text, "&", &save); piece; piece = strtok_r(nullptr, "&", &save))
-        http_add_pair(piece);
+    for (char* piece = text; *piece;) {
+        char* amp = strchr(piece, '&');
+        if (amp == piece) {
+            ++piece;
+            continue;
+        }
+        if (amp)
+            *amp = '\0';
+        add_decoded(piece);
+        if (!amp)
+            break;
+        piece = amp + 1;
+    }
 }
 
 // Reads at most length bytes of the body, however they arrive; returns a
@@ -457,14 +471,12 @@ char* http_strdup(const char* text)
     return copy;
 }
 
-HListNode* http_node_new(const char* name, const char* value)
+namespace {
+
+// A node of name and value (their lengths known), both behind it in one allocation.
+HListNode* node_of(const char* name, size_t name_len, const char* value, size_t value_len)
 {
-    if (!name || !value) {
-        aux_error("in file http line 55", EINVAL);
-        return nullptr;
-    }
-    // the node with its name and value behind it, in one allocation
-    const size_t name_size = strlen(name) + 1, value_size = strlen(value) + 1;
+    const size_t name_size = name_len + 1, value_size = value_len + 1;
     HListNode* node = static_cast<HListNode*>(malloc(sizeof(HListNode) + name_size + value_size));
     if (!node) {
         aux_error("in file http line 61", errno);
@@ -478,9 +490,23 @@ HListNode* http_node_new(const char* name, const char* value)
     return node;
 }
 
+}  // namespace
+
+HListNode* http_node_new(const char* name, const char* value)
+{
+    if (!name || !value) {
+        aux_error("in file http line 55", EINVAL);
+        return nullptr;
+    }
+    return node_of(name, strlen(name), value, strlen(value));
+}
+
 void http_node_free(HListNode* node) { free(node); }
 
-char* http_decode(char* text)
+namespace {
+
+// Decodes text in place (see http_decode); returns its new length.
+size_t decode(char* text)
 {
     const char* in = text;
     while (is_space(*in))
@@ -501,6 +527,43 @@ char* http_decode(char* text)
     while (out > text && is_space(out[-1]))
         --out;
     *out = '\0';
+    return size_t(out - text);
+}
+
+// Stores the pair of a piece, decoded where it stands.
+void add_decoded(char* piece)
+{
+    const size_t len = decode(piece);
+    char* p = piece;
+    if (!is_alpha(*p) && *p != '_')
+        return;
+    ++p;
+    while (is_alnum(*p) || *p == '_')
+        ++p;
+    if (*p != '=')
+        return;
+    *p = '\0';
+    const char* name = piece;
+    const size_t name_len = size_t(p - piece);
+    const char* value = p + 1;
+    if (name_len == 4 && memcmp(name, "lang", 4) == 0) {
+        set_lang(value, 6);
+    } else if (name_len == 4 && memcmp(name, "item", 4) == 0) {
+        g_request.item = to_int(value);
+    } else if (name_len == 3 && memcmp(name, "act", 3) == 0) {
+        g_request.act = to_int(value);
+    } else if (g_stored >= VARIABLES_MAX) {
+        g_over = true;
+    } else if (HListNode* node = node_of(name, name_len, value, len - name_len - 1)) {
+        store_variable(node);
+    }
+}
+
+}  // namespace
+
+char* http_decode(char* text)
+{
+    decode(text);
     return text;
 }
 
@@ -514,29 +577,7 @@ void http_add_pair(const char* piece)
     char* copy = len < sizeof small ? static_cast<char*>(memcpy(small, piece, len + 1)) : http_strdup(piece);
     if (!copy)
         return;
-    http_decode(copy);
-    char* p = copy;
-    if (is_alpha(*p) || *p == '_') {
-        ++p;
-        while (is_alnum(*p) || *p == '_')
-            ++p;
-        if (*p == '=') {
-            *p = '\0';
-            const char* name = copy;
-            const char* value = p + 1;
-            if (strcmp(name, "lang") == 0) {
-                set_lang(value, 6);
-            } else if (strcmp(name, "item") == 0) {
-                g_request.item = to_int(value);
-            } else if (strcmp(name, "act") == 0) {
-                g_request.act = to_int(value);
-            } else if (g_stored >= VARIABLES_MAX) {
-                g_over = true;
-            } else if (HListNode* node = http_node_new(name, value)) {
-                store_variable(node);
-            }
-        }
-    }
+    add_decoded(copy);
     if (copy != small)
         free(copy);
 }
@@ -548,7 +589,7 @@ const char* http_lookup(const char* name, int which)
         return nullptr;
     size_t len = strlen(name);
     for (; node->next; node = node->next) {
-        if (strncmp(name, node->name, len) == 0)
+        if ((len == 0 || node->name[0] == name[0]) && strncmp(name, node->name, len) == 0)
             return node->value;
     }
     return node->value;
