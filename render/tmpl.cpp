@@ -28,18 +28,25 @@ size_t g_owned_len = 0;
 char* g_spare = nullptr;
 size_t g_spare_size = 0;
 
-// Replacements not made yet (see make_pending).
+// Replacements not made yet (see make_pending): each placeholder and its
+// text stand one after another in g_waiting.
 struct Pending {
-    std::string_view mark;  // in marks
-    std::string text;
+    uint32_t mark, mark_len;  // in g_waiting
+    uint32_t text, text_len;
 };
 std::vector<Pending> g_pending;
-std::string g_marks;  // the waiting placeholders' texts, one after another
+std::string g_waiting;
+
+std::string_view mark_of_in(const std::string& waiting, const Pending& p)
+{
+    return std::string_view(waiting.data() + p.mark, p.mark_len);
+}
+std::string_view mark_of(const Pending& p) { return mark_of_in(g_waiting, p); }
 
 void drop_pending()
 {
     g_pending.clear();
-    g_marks.clear();
+    g_waiting.clear();
 }
 
 void forget_buffers()
@@ -287,15 +294,6 @@ void replace_now(const char* placeholder, const char* text)
 // a waiting placeholder. Such a "{" is looked for before each occurrence;
 // where there is one, the replacements are made one after another.
 
-bool plain_mark(const char* mark, size_t len)
-{
-    if (len < 2 || mark[0] != '{' || mark[len - 1] != '}')
-        return false;
-    for (size_t i = 1; i + 1 < len; ++i)
-        if (mark[i] == '{' || mark[i] == '}')
-            return false;
-    return true;
-}
 
 // The waiting replacements by mark: an open-addressing table of indexes into
 // g_pending (the first of a mark only: a later one finds none left).
@@ -314,13 +312,13 @@ struct PendingIndex {
             size *= 2;
         slots.assign(size, -1);
         for (size_t i = 0; i < g_pending.size(); ++i) {
-            const std::string_view m = g_pending[i].mark;
+            const std::string_view m = mark_of(g_pending[i]);
             for (size_t s = hash(m.data(), m.size()) & (size - 1);; s = (s + 1) & (size - 1)) {
                 if (slots[s] < 0) {
                     slots[s] = int(i);
                     break;
                 }
-                if (g_pending[size_t(slots[s])].mark == m)
+                if (mark_of(g_pending[size_t(slots[s])]) == m)
                     break;
             }
         }
@@ -329,7 +327,7 @@ struct PendingIndex {
     {
         const size_t mask = slots.size() - 1;
         for (size_t s = hash(mark, len) & mask; slots[s] >= 0; s = (s + 1) & mask) {
-            const std::string_view m = g_pending[size_t(slots[s])].mark;
+            const std::string_view m = mark_of(g_pending[size_t(slots[s])]);
             if (m.size() == len && memcmp(m.data(), mark, len) == 0)
                 return &g_pending[size_t(slots[s])];
         }
@@ -341,7 +339,7 @@ struct PendingIndex {
 bool starts_a_mark(const char* from, size_t len)
 {
     for (const Pending& p : g_pending)
-        if (p.mark.size() > len && memcmp(p.mark.data(), from, len) == 0)
+        if (p.mark_len > len && memcmp(g_waiting.data() + p.mark, from, len) == 0)
             return true;
     return false;
 }
@@ -352,16 +350,29 @@ void make_pending()
         return;
     std::vector<Pending> pending;
     pending.swap(g_pending);
-    struct Forget {  // the marks of what waited, once made
-        ~Forget() { g_marks.clear(); }
-    } forget;
+    std::string waiting;
+    waiting.swap(g_waiting);
+    struct Restore {  // what waited, once made, is forgotten; the buffers stay for the next
+        std::vector<Pending>& pending;
+        std::string& waiting;
+        ~Restore()
+        {
+            pending.clear();
+            waiting.clear();
+            if (g_pending.empty() && g_waiting.empty()) {
+                g_pending.swap(pending);
+                g_waiting.swap(waiting);
+            }
+        }
+    } restore{pending, waiting};
     char* page = g_request.page;
     if (!page || page != g_owned)
         return;  // the page was put in place by other means: they were for another
     size_t longest = 0;
     for (const Pending& p : pending)
-        longest = p.mark.size() > longest ? p.mark.size() : longest;
+        longest = p.mark_len > longest ? p.mark_len : longest;
     g_pending.swap(pending);  // looked up while the page is rebuilt
+    g_waiting.swap(waiting);
     PendingIndex index;
     index.build();
 
@@ -386,7 +397,7 @@ void make_pending()
             if (!safe)
                 break;
             failed = !out.append(page + copied, size_t(p - page) - copied) ||
-                     !out.append(hit->text.data(), hit->text.size());
+                     !out.append(g_waiting.data() + hit->text, hit->text_len);
             copied = size_t(close - page) + 1;
             any = true;
         }
@@ -395,11 +406,12 @@ void make_pending()
         ++p;
     }
     pending.swap(g_pending);
+    waiting.swap(g_waiting);
     if (!safe || failed) {  // one after another
         g_spare = out.data;
         g_spare_size = out.size;
         for (const Pending& p : pending)
-            replace_now(std::string(p.mark).c_str(), p.text.c_str());
+            replace_now(std::string(mark_of_in(waiting, p)).c_str(), waiting.data() + p.text);
         return;
     }
     if (!any) {
@@ -434,19 +446,24 @@ void tmpl_replace(const char* placeholder, const char* text)
         replace_now(placeholder, text);
         return;
     }
+    // "{NAME}" with no other brace
     const size_t m = strlen(placeholder);
-    if (plain_mark(placeholder, m) && !strchr(text, '{')) {
+    const bool plain = m >= 2 && placeholder[0] == '{' && placeholder[m - 1] == '}' &&
+                       !memchr(placeholder + 1, '{', m - 2) && !memchr(placeholder + 1, '}', m - 2);
+    const char* brace = plain ? strchr(text, '{') : nullptr;
+    if (plain && !brace) {
+        const size_t t = strlen(text);
         if (g_pending.empty()) {
             g_pending.reserve(64);
-            g_marks.reserve(64 * 24);
+            g_waiting.reserve(4096);
         }
-        if (g_marks.size() + m > g_marks.capacity()) {  // the views must stay: make what waits first
+        if (g_waiting.size() + m + t + 1 >= UINT32_MAX) {  // offsets stay small: make what waits first
             make_pending();
-            g_marks.clear();
         }
-        size_t at = g_marks.size();
-        g_marks.append(placeholder, m);
-        g_pending.push_back(Pending{std::string_view(g_marks.data() + at, m), text});
+        const uint32_t at = uint32_t(g_waiting.size());
+        g_waiting.append(placeholder, m);
+        g_waiting.append(text, t + 1);  // with its zero byte, for one after another
+        g_pending.push_back(Pending{at, uint32_t(m), uint32_t(at + m), uint32_t(t)});
         return;
     }
     make_pending();
