@@ -149,15 +149,30 @@ struct Piece {
     uint32_t start, length;
     uint32_t key_start, key_length;
     bool has_key;
-    uint64_t head;  // the key's first 8 bytes (zeros after a shorter key): most keys differ there
+    uint32_t reach;  // the key's length; none: beyond any key asked for
+    uint64_t head;   // the key's first 8 bytes (zeros after a shorter key): most keys differ there
+    uint64_t mask;   // of the bytes the head holds
+    uint64_t tail;   // of a key longer than 8 bytes, its last 8: keys of one file often begin alike
 };
 
 // The first min(len, 8) bytes of text as a number, zeros after them.
 uint64_t head_of(const char* text, size_t len)
 {
     uint64_t head = 0;
-    memcpy(&head, text, len < 8 ? len : 8);
+    if (len >= 8)
+        memcpy(&head, text, 8);
+    else
+        for (size_t i = 0; i < len; ++i)
+            head |= uint64_t(static_cast<unsigned char>(text[i])) << (8 * i);
     return head;
+}
+
+// The 8 bytes of a key of at least 8 characters that end it.
+uint64_t tail_of(const char* key, size_t len)
+{
+    uint64_t tail;
+    memcpy(&tail, key + len - 8, 8);
+    return tail;
 }
 
 struct Slot {
@@ -218,6 +233,7 @@ void File::index()
     const char* const stop = base + text.size();
     for (const char* s = base; s < stop;) {
         Piece p{};
+        p.reach = UINT32_MAX;
         p.start = uint32_t(s - base);
         const char* limit = stop - s < long(PIECE) ? stop : s + PIECE;
         if (zeros) {
@@ -242,16 +258,23 @@ void File::index()
             p.key_start = uint32_t(k - s);
             p.key_length = uint32_t(e - k);
             p.has_key = true;
+            p.reach = p.key_length;
             p.head = head_of(k, p.key_length);
+            p.mask = p.key_length >= 8 ? ~uint64_t(0) : (uint64_t(1) << (8 * p.key_length)) - 1;
+            if (p.key_length > 8)
+                p.tail = tail_of(k, p.key_length);
             seen[p.key_length / 64] |= uint64_t(1) << (p.key_length % 64);
         }
-        const char* nl = line_ended ? e - 1 : static_cast<const char*>(memchr(e, '\n', size_t(stop - e)));
+        // the newline after the key, if found in the piece, is the line's
+        const char* nl =
+            line_ended ? e - 1 : nl_in ? nl_in : static_cast<const char*>(memchr(e, '\n', size_t(stop - e)));
         const char* end = nl ? nl + 1 : stop;
         p.length = uint32_t(end - s < long(PIECE) ? end - s : long(PIECE));
         pieces.push_back(p);
         s = end;
     }
     lengths.clear();
+    lengths.reserve(64);
     for (uint32_t word = 0; word < 4; ++word)
         for (uint64_t bits = seen[word]; bits; bits &= bits - 1)
             lengths.push_back(word * 64 + uint32_t(__builtin_ctzll(bits)));
@@ -296,13 +319,14 @@ const Piece* File::find(const char* key)
     if (!hashed && (pieces.size() <= 32 || ++finds < 24)) {
         const uint64_t whole = head_of(key, wanted);
         for (const Piece& p : pieces) {
-            if (!p.has_key || p.key_length > wanted)
-                continue;
             // the key's first bytes against as many of the wanted key's
-            uint64_t mask = p.key_length >= 8 ? ~uint64_t(0) : (uint64_t(1) << (8 * p.key_length)) - 1;
-            if ((whole & mask) != p.head)
+            if (p.reach > wanted || (whole & p.mask) != p.head)
                 continue;
-            if (p.key_length <= 8 || memcmp(text.data() + p.start + p.key_start + 8, key + 8, p.key_length - 8) == 0)
+            if (p.key_length <= 8)
+                return &p;
+            if (tail_of(key, p.key_length) != p.tail)
+                continue;
+            if (p.key_length <= 16 || memcmp(text.data() + p.start + p.key_start + 8, key + 8, p.key_length - 16) == 0)
                 return &p;
         }
         return nullptr;
@@ -521,12 +545,19 @@ struct Matcher {
     const Change* change;
     uint64_t first_chars[4] = {0, 0, 0, 0};  // the first characters of the lines it can match
     KeyMatcher keys;
-    explicit Matcher(const Change& c) : change(&c), keys(c.keys)
+    bool adds;          // an ADD: it matches no line
+    size_t single = 0;  // the length of a single key (0: not one key), and its last
+    char last = 0;      // character: a line shorter or without it there cannot match
+    explicit Matcher(const Change& c) : change(&c), keys(c.keys), adds(c.kind == Change::ADD)
     {
         if (c.kind == Change::DELETE_ENTRIES)
             allow(c.name[0]);
         for (const std::string& k : c.keys)
             allow(k[0]);
+        if (c.keys.size() == 1 && !c.keys[0].empty()) {
+            single = c.keys[0].size();
+            last = c.keys[0].back();
+        }
     }
     void allow(char c)
     {
@@ -561,14 +592,18 @@ const char* through(const std::vector<Matcher>& matchers, size_t from, const cha
     size_t key_part = SIZE_MAX;  // of s; not a setting's line: 0
     for (size_t j = from; j < matchers.size(); ++j) {
         const Matcher& m = matchers[j];
-        if (m.change->kind == Change::ADD || !m.may_start(s[0]))
+        if (m.adds || !m.may_start(s[0]))
             continue;
         if (key_part == SIZE_MAX) {
             size_t usable = strnlen(s, length < PIECE ? length : PIECE);
             const char* eq = static_cast<const char*>(memchr(s, '=', usable));
             key_part = usable < 2 || s[0] == '#' ? 0 : eq ? size_t(eq - s) : usable;
+            if (key_part == 0)
+                return s;  // no change touches a line that is not a setting
         }
-        if (key_part == 0 || !m.hits(s, key_part))
+        if (m.single && (key_part < m.single || s[m.single - 1] != m.last))
+            continue;
+        if (!m.hits(s, key_part))
             continue;
         if (m.change->kind != Change::SET)
             return nullptr;  // the whole line goes, continuation included
