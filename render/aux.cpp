@@ -146,7 +146,9 @@ size_t aux_fill(char* out, size_t size, const char* format, const char* word)
     const size_t word_len = strlen(word);
     size_t at = 0;
     for (const char* p = format;;) {
-        const char* mark = strstr(p, "%s");
+        const char* mark = strchr(p, '%');
+        while (mark && mark[1] != 's')
+            mark = strchr(mark + 1, '%');
         size_t len = mark ? size_t(mark - p) : strlen(p);
         put_cut(out, size, at, p, len);
         at += len;

@@ -47,7 +47,10 @@ bool yes_exact(const char* value) { return strcmp(value, "yes") == 0; }
 const char* yes_no(bool yes) { return yes ? "yes" : "no"; }
 const char* mark_if(bool on, const char* mark) { return on ? mark : ""; }
 
-bool match_exact(const char* stored, const char* value) { return strcmp(stored, value) == 0; }
+bool match_exact(const char* stored, const char* value)
+{
+    return stored[0] == value[0] && strcmp(stored, value) == 0;
+}
 bool match_stored_prefix(const char* stored, const char* value)
 {
     return strncmp(stored, value, strlen(stored)) == 0;
