@@ -61,11 +61,15 @@ bool load_catalogue(const char* path)
 // AUX_MESSAGE_SIZE - 1 characters, whose key (the text up to the first ":",
 // leading ":" skipped) is a prefix of key: the run after the key up to the next
 // ":" (leading ":" skipped). False when no line matches.
-bool catalogue_text(const std::string& text, const char* key, std::string& out)
+// Several keys are looked up in one pass: each gets the first line that
+// answers it (found[i] tells whether one did); the pass ends when all have one.
+void catalogue_texts(const std::string& text, const char* const* keys, size_t n, std::string* out, bool* found)
 {
-    const size_t key_len = strlen(key);
+    size_t left = n;
+    for (size_t i = 0; i < n; ++i)
+        found[i] = false;
     const size_t piece_max = AUX_MESSAGE_SIZE - 1;
-    for (size_t at = 0; at < text.size();) {
+    for (size_t at = 0; at < text.size() && left > 0;) {
         const char* nl = static_cast<const char*>(memchr(text.data() + at, '\n', text.size() - at));
         size_t line_end = nl ? size_t(nl - text.data()) + 1 : text.size();
         size_t piece = line_end - at < piece_max ? line_end - at : piece_max;
@@ -74,45 +78,69 @@ bool catalogue_text(const std::string& text, const char* key, std::string& out)
         const char* k = s;
         while (k < s + piece && *k == ':')
             ++k;
-        if (k == s + piece || *k != key[0])  // a key starts with its first character
+        if (k == s + piece)
             continue;
-        const char* end = s + strnlen(s, piece);
-        if (k >= end)
-            continue;
-        const char* colon = static_cast<const char*>(memchr(k, ':', size_t(end - k)));
-        const char* key_end = colon ? colon : end;
-        if (size_t(key_end - k) > key_len || memcmp(k, key, size_t(key_end - k)) != 0)
-            continue;
-        const char* p = colon ? colon + 1 : end;
-        while (p < end && *p == ':')
-            ++p;
-        const char* stop = static_cast<const char*>(memchr(p, ':', size_t(end - p)));
-        out.assign(p, stop ? stop : end);
-        return true;
+        const char* end = nullptr;
+        const char* key_end = nullptr;
+        const char* colon = nullptr;
+        for (size_t i = 0; i < n; ++i) {
+            if (found[i] || *k != keys[i][0])  // a key starts with its first character
+                continue;
+            if (!end) {
+                end = s + strnlen(s, piece);
+                if (k >= end)
+                    break;
+                colon = static_cast<const char*>(memchr(k, ':', size_t(end - k)));
+                key_end = colon ? colon : end;
+            }
+            if (strncmp(k, keys[i], size_t(key_end - k)) != 0)  // the line's key begins the one asked for
+                continue;
+            const char* p = colon ? colon + 1 : end;
+            while (p < end && *p == ':')
+                ++p;
+            const char* stop = static_cast<const char*>(memchr(p, ':', size_t(end - p)));
+            out[i].assign(p, stop ? stop : end);
+            found[i] = true;
+            --left;
+        }
     }
-    return false;
 }
 
 }  // namespace
 
 void aux_forget() { g_catalogue = Catalogue{}; }
 
-char* aux_message(const char* key, char* out)
+bool aux_messages(const char* const* keys, char (*out)[AUX_MESSAGE_SIZE], size_t n)
 {
     std::string path = http_lang();
     path += "/messages";
     if (!load_catalogue(path.c_str())) {
-        aux_error("in file aux line 86", g_catalogue.error);
-        return nullptr;
+        for (size_t i = 0; i < n; ++i)  // as each look-up would report it
+            aux_error("in file aux line 86", g_catalogue.error);
+        return false;
     }
-    out[0] = '\0';
-    std::string text;
-    if (catalogue_text(g_catalogue.text, key, text)) {
-        size_t len = text.size() < AUX_MESSAGE_SIZE - 1 ? text.size() : AUX_MESSAGE_SIZE - 1;
-        memcpy(out, text.data(), len);
-        out[len] = '\0';
+    std::string text[4];
+    bool found[4];
+    for (size_t from = 0; from < n; from += 4) {
+        const size_t count = n - from < 4 ? n - from : 4;
+        catalogue_texts(g_catalogue.text, keys + from, count, text, found);
+        for (size_t i = 0; i < count; ++i) {
+            char* o = out[from + i];
+            o[0] = '\0';
+            if (found[i]) {
+                size_t len = text[i].size() < AUX_MESSAGE_SIZE - 1 ? text[i].size() : AUX_MESSAGE_SIZE - 1;
+                memcpy(o, text[i].data(), len);
+                o[len] = '\0';
+            }
+        }
     }
-    return out;
+    return true;
+}
+
+char* aux_message(const char* key, char* out)
+{
+    char (*text)[AUX_MESSAGE_SIZE] = reinterpret_cast<char (*)[AUX_MESSAGE_SIZE]>(out);
+    return aux_messages(&key, text, 1) ? out : nullptr;
 }
 
 namespace {

@@ -19,6 +19,9 @@ void aux_error(const char* location, int error);
 // bytes): the empty text when no line matches, none when the file is missing.
 // The file is read once per request.
 char* aux_message(const char* key, char* out);
+// The messages of n keys in one pass over the file, as aux_message gives each;
+// false (reported once for each key) when the file is missing.
+bool aux_messages(const char* const* keys, char (*out)[AUX_MESSAGE_SIZE], size_t n);
 // Forgets the message file read (a test that writes another).
 void aux_forget();
 

@@ -12,23 +12,32 @@
 #include "render/escape.h"
 #include "render/tmpl.h"
 
-void put_message(const char* placeholder, const char* key, size_t size)
+// Puts a message, cut to size-1 characters, into placeholder.
+static void put_cut(const char* placeholder, char* text, size_t size)
 {
-    char text[AUX_MESSAGE_SIZE];
-    if (!aux_message(key, text))
-        return;
     if (size > 0 && size - 1 < strlen(text))
         text[size - 1] = '\0';
     tmpl_replace(placeholder, text);
 }
 
+void put_message(const char* placeholder, const char* key, size_t size)
+{
+    char text[AUX_MESSAGE_SIZE];
+    if (aux_message(key, text))
+        put_cut(placeholder, text, size);
+}
+
 int page_result(const char* module, size_t size)
 {
-    char key[64];
-    aux_concat(key, sizeof key, {module, "_head"});
-    put_message("{HEADLINE}", key, size);
-    aux_concat(key, sizeof key, {module, "_rslt"});
-    put_message("{MESSAGE}", key, size);
+    char head[64], result[64];
+    aux_concat(head, sizeof head, {module, "_head"});
+    aux_concat(result, sizeof result, {module, "_rslt"});
+    const char* keys[2] = {head, result};
+    char text[2][AUX_MESSAGE_SIZE];
+    if (aux_messages(keys, text, 2)) {
+        put_cut("{HEADLINE}", text[0], size);
+        put_cut("{MESSAGE}", text[1], size);
+    }
     return 0;
 }
 
