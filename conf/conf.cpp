@@ -49,11 +49,22 @@ constexpr size_t FILE_LIMIT = 8u << 20;  // a settings file is a few KiB: larger
 void append_line(std::string& text, const char* key, const char* value)
 {
     const size_t key_len = strlen(key);
+    const size_t room = PIECE - key_len - 4;  // KEY='...'\n
+    const size_t plain = value ? strcspn(value, "'\n\r") : 0;
+    if (key_len < NAME_SIZE && (!value || (value[plain] == '\0' && plain <= room))) {
+        // the usual line, put together on the stack and appended at once
+        char line[NAME_SIZE + PIECE + 4];
+        memcpy(line, key, key_len);
+        memcpy(line + key_len, "='", 2);
+        if (plain > 0)
+            memcpy(line + key_len + 2, value, plain);
+        memcpy(line + key_len + 2 + plain, "'\n", 2);
+        text.append(line, key_len + plain + 4);
+        return;
+    }
     text.append(key, key_len);
     text += "='";
     if (value) {
-        const size_t room = PIECE - key_len - 4;  // KEY='...'\n
-        const size_t plain = strcspn(value, "'\n\r");
         if (value[plain] == '\0' && plain <= room) {
             text.append(value, plain);
         } else {
@@ -134,6 +145,7 @@ Text line_text(const char* p, const char* end, std::string& joined)
 // request changed since it was read.
 struct Change {
     enum Kind { SET, DELETE, ADD, DELETE_ENTRIES } kind;
+    explicit Change(Kind k) : kind(k) {}  // its texts start empty, without copying an empty text
     std::vector<std::string> keys;  // SET: the key; DELETE: the keys
     std::string lines;              // SET: the line it writes; ADD: the lines it appends
     // DELETE_ENTRIES: the keys <name>_<i>_<field>, i from first to count
@@ -319,7 +331,7 @@ const Piece* File::find(const char* key)
     if (!hashed && (pieces.size() <= 32 || ++finds < 24)) {
         const uint64_t whole = head_of(key, wanted);
         for (const Piece& p : pieces) {
-            // the key's first bytes against as many of the wanted key's
+            // the key's first bytes against as many of the wanted key's, then its last ones
             if (p.reach > wanted || (whole & p.mask) != p.head)
                 continue;
             if (p.key_length <= 8)
@@ -956,7 +968,7 @@ int conf_add(const char* wanted, const char* value, const char* file)
     File& f = file_for(file ? file : "");
     if (!writable(f, true, "in file conf line 80"))
         return -1;
-    Change change{Change::ADD, {}, "", "", "", 0};
+    Change change(Change::ADD);
     append_line(change.lines, key, value ? value : "");
     record(f, std::move(change));
     return 0;
@@ -974,7 +986,8 @@ int conf_set(const char* wanted, const char* value, const char* file)
     File& f = file_for(file);
     if (!writable(f, false, nullptr))
         return -1;
-    Change change{value ? Change::SET : Change::DELETE, {key}, "", "", "", 0};
+    Change change(value ? Change::SET : Change::DELETE);
+    change.keys.emplace_back(key);
     if (value)
         append_line(change.lines, key, value);
     record(f, std::move(change));
@@ -1004,7 +1017,11 @@ int conf_delete_entries(const char* name, const char* field, int count, const ch
             writable(f, false, nullptr);
         return -1;
     }
-    record(f, Change{Change::DELETE_ENTRIES, {}, "", name, field, count});
+    Change change(Change::DELETE_ENTRIES);
+    change.name = name;
+    change.field = field;
+    change.count = count;
+    record(f, std::move(change));
     return 0;
 }
 
@@ -1017,7 +1034,7 @@ int conf_add_entries(const char* name, const char* field, const std::vector<cons
             writable(f, true, "in file conf line 80");
         return -1;
     }
-    Change change{Change::ADD, {}, "", "", "", 0};
+    Change change(Change::ADD);
     for (size_t i = 0; i < values.size(); ++i) {
         char key[NAME_SIZE];
         entry_key(key, name, int(i + 1), field);
@@ -1087,7 +1104,7 @@ int conf_delete_all(const std::vector<std::string>& keys, const char* file)
             writable(f, false, nullptr);
         return -1;
     }
-    Change change{Change::DELETE, {}, "", "", "", 0};
+    Change change(Change::DELETE);
     for (const std::string& k : keys) {
         char key[NAME_SIZE];
         cut_key(key, k.c_str());
