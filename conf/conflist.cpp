@@ -1,6 +1,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include "conf/conf.h"
 #include "render/aux.h"
@@ -15,22 +16,50 @@ int conf_list_count(const char* name, const char* file)
 }
 
 namespace {
+
+// The two texts are written into buffers that are not cleared first, made
+// larger as needed, and copied out once at the end.
+struct Buffer {
+    std::unique_ptr<char[]> data;
+    size_t size = 0, used = 0;
+    char* room_for(size_t need)
+    {
+        if (size < used + need) {
+            size = 2 * (used + need);
+            std::unique_ptr<char[]> grown(new char[size]);
+            if (used)
+                memcpy(grown.get(), data.get(), used);
+            data.swap(grown);
+        }
+        return data.get() + used;
+    }
+};
 struct Rendered {
-    std::string* options;
-    std::string* list;
+    Buffer options, list;
     size_t max;
 };
+
 void render_entry(void* to, const char* value, size_t len)
 {
+    static const char OPEN[] = "\n      <option>";
+    static const char CLOSE[] = "</option>";
     Rendered& r = *static_cast<Rendered*>(to);
     if (len > r.max)
         len = r.max;
-    *r.options += "\n      <option>";
-    html_escape_append(*r.options, value, len);
-    *r.options += "</option>";
-    html_escape_append(*r.list, value, len);
-    *r.list += ' ';
+    const size_t size = html_escaped_size(value, len);
+    char* w = r.options.room_for(sizeof OPEN + size + sizeof CLOSE);
+    memcpy(w, OPEN, sizeof OPEN - 1);
+    w += sizeof OPEN - 1;
+    const char* shown = w;
+    w = size == len ? static_cast<char*>(memcpy(w, value, len)) + len : html_escape_to(w, value, len);
+    memcpy(w, CLOSE, sizeof CLOSE - 1);
+    r.options.used = size_t(w + sizeof CLOSE - 1 - r.options.data.get());
+    char* l = r.list.room_for(size + 1);
+    memcpy(l, shown, size);  // the text just written, escaped
+    l[size] = ' ';
+    r.list.used += size + 1;
 }
+
 }  // namespace
 
 int conf_list_options(const char* name, const char* field, std::string& options, std::string& list,
@@ -45,10 +74,13 @@ int conf_list_options(const char* name, const char* field, std::string& options,
         return count;
     if (count > CONF_LIST_MAX)
         count = CONF_LIST_MAX;
-    options.reserve(size_t(count) * (24 + value_max));
-    list.reserve(size_t(count) * (1 + value_max));
-    Rendered to{&options, &list, value_max < CONF_VALUE_SIZE - 1 ? value_max : CONF_VALUE_SIZE - 1};
+    Rendered to;
+    to.max = value_max < CONF_VALUE_SIZE - 1 ? value_max : CONF_VALUE_SIZE - 1;
+    to.options.room_for(size_t(count) * (24 + to.max));
+    to.list.room_for(size_t(count) * (1 + to.max));
     conf_list_values(name, field, count, file, render_entry, &to);
+    options.assign(to.options.data.get(), to.options.used);
+    list.assign(to.list.data.get(), to.list.used);
     return int(list.size());
 }
 
