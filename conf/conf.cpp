@@ -201,7 +201,7 @@ struct File {
     enum State { UNREAD, PRESENT, MISSING } state = UNREAD;
     int error = 0;             // why it could not be read
     std::string text;          // as this request sees it
-    std::string base;          // as read
+    std::string base;          // as read, once the request is to change the file
     std::vector<Change> changes;
     size_t applied = 0;        // changes[0, applied) are in text
     int fd = -1;               // open for writing once the request changes the file
@@ -445,7 +445,6 @@ bool load(File& f)
     if (!ok)
         f.text.clear();  // opened but not readable (a folder): nothing in it
     f.state = File::PRESENT;
-    f.base = f.text;
     f.changed();
     return true;
 }
@@ -486,9 +485,12 @@ bool writable(File& f, bool create, const char* add_location)
             return false;
         }
         f.state = File::PRESENT;
-        f.base = f.text;
         f.changed();
     }
+    // what the file held when read, kept once the request is to change it
+    // (nothing is changed before), to tell at the end whether another request
+    // changed the file meanwhile
+    f.base = f.text;
     f.fd = fd;
     return true;
 }
