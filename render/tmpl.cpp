@@ -28,6 +28,33 @@ size_t g_owned_len = 0;
 char* g_spare = nullptr;
 size_t g_spare_size = 0;
 
+// A growable text in a malloc'd buffer (the page's buffers change places).
+struct Text {
+    char* data = nullptr;
+    size_t size = 0;  // allocated
+    size_t len = 0;
+    bool reserve(size_t want)
+    {
+        if (want <= size)
+            return true;
+        size_t grown = want + want / 2;
+        char* p = static_cast<char*>(realloc(data, grown));
+        if (!p)
+            return false;
+        data = p;
+        size = grown;
+        return true;
+    }
+    bool append(const char* s, size_t n)
+    {
+        if (!reserve(len + n + 1))
+            return false;
+        memcpy(data + len, s, n);
+        len += n;
+        return true;
+    }
+};
+
 // Replacements not made yet (see make_pending): each placeholder and its
 // text stand one after another in g_waiting.
 struct Pending {
@@ -35,22 +62,20 @@ struct Pending {
     uint32_t text, text_len;
 };
 std::vector<Pending> g_pending;
-std::string g_waiting;
+Text g_waiting;
 
-std::string_view mark_of_in(const std::string& waiting, const Pending& p)
-{
-    return std::string_view(waiting.data() + p.mark, p.mark_len);
-}
-std::string_view mark_of(const Pending& p) { return mark_of_in(g_waiting, p); }
+std::string_view mark_of(const Pending& p) { return std::string_view(g_waiting.data + p.mark, p.mark_len); }
 
 void drop_pending()
 {
     g_pending.clear();
-    g_waiting.clear();
+    g_waiting.len = 0;
 }
 
 void forget_buffers()
 {
+    free(g_waiting.data);
+    g_waiting = Text{};
     free(g_spare);
     g_spare = nullptr;
     g_spare_size = 0;
@@ -157,32 +182,6 @@ int tmpl_load(const char* path)
 
 namespace {
 
-// A growable text in a malloc'd buffer (the page's buffers change places).
-struct Text {
-    char* data = nullptr;
-    size_t size = 0;  // allocated
-    size_t len = 0;
-    bool reserve(size_t want)
-    {
-        if (want <= size)
-            return true;
-        size_t grown = want + want / 2;
-        char* p = static_cast<char*>(realloc(data, grown));
-        if (!p)
-            return false;
-        data = p;
-        size = grown;
-        return true;
-    }
-    bool append(const char* s, size_t n)
-    {
-        if (!reserve(len + n + 1))
-            return false;
-        memcpy(data + len, s, n);
-        len += n;
-        return true;
-    }
-};
 
 // The first occurrence of mark (mark_len characters) that starts in
 // a[from, a_len) in the text a[0, a_len) followed by b[0, b_len), as an offset
@@ -339,7 +338,7 @@ struct PendingIndex {
 bool starts_a_mark(const char* from, size_t len)
 {
     for (const Pending& p : g_pending)
-        if (p.mark_len > len && memcmp(g_waiting.data() + p.mark, from, len) == 0)
+        if (p.mark_len > len && memcmp(g_waiting.data + p.mark, from, len) == 0)
             return true;
     return false;
 }
@@ -348,31 +347,15 @@ void make_pending()
 {
     if (g_pending.empty())
         return;
-    std::vector<Pending> pending;
-    pending.swap(g_pending);
-    std::string waiting;
-    waiting.swap(g_waiting);
-    struct Restore {  // what waited, once made, is forgotten; the buffers stay for the next
-        std::vector<Pending>& pending;
-        std::string& waiting;
-        ~Restore()
-        {
-            pending.clear();
-            waiting.clear();
-            if (g_pending.empty() && g_waiting.empty()) {
-                g_pending.swap(pending);
-                g_waiting.swap(waiting);
-            }
-        }
-    } restore{pending, waiting};
+    struct Forget {  // what waited, once made, is forgotten; the buffers stay for the next
+        ~Forget() { drop_pending(); }
+    } forget;
     char* page = g_request.page;
     if (!page || page != g_owned)
         return;  // the page was put in place by other means: they were for another
     size_t longest = 0;
-    for (const Pending& p : pending)
+    for (const Pending& p : g_pending)
         longest = p.mark_len > longest ? p.mark_len : longest;
-    g_pending.swap(pending);  // looked up while the page is rebuilt
-    g_waiting.swap(waiting);
     PendingIndex index;
     index.build();
 
@@ -397,7 +380,7 @@ void make_pending()
             if (!safe)
                 break;
             failed = !out.append(page + copied, size_t(p - page) - copied) ||
-                     !out.append(g_waiting.data() + hit->text, hit->text_len);
+                     !out.append(g_waiting.data + hit->text, hit->text_len);
             copied = size_t(close - page) + 1;
             any = true;
         }
@@ -405,13 +388,11 @@ void make_pending()
         prev_close = close;
         ++p;
     }
-    pending.swap(g_pending);
-    waiting.swap(g_waiting);
     if (!safe || failed) {  // one after another
         g_spare = out.data;
         g_spare_size = out.size;
-        for (const Pending& p : pending)
-            replace_now(std::string(mark_of_in(waiting, p)).c_str(), waiting.data() + p.text);
+        for (const Pending& p : g_pending)
+            replace_now(std::string(mark_of(p)).c_str(), g_waiting.data + p.text);
         return;
     }
     if (!any) {
@@ -453,18 +434,18 @@ void tmpl_replace(const char* placeholder, const char* text)
     const char* brace = plain ? strchr(text, '{') : nullptr;
     if (plain && !brace) {
         const size_t t = strlen(text);
-        if (g_pending.empty()) {
+        if (g_pending.empty() && g_pending.capacity() == 0)
             g_pending.reserve(64);
-            g_waiting.reserve(4096);
-        }
-        if (g_waiting.size() + m + t + 1 >= UINT32_MAX) {  // offsets stay small: make what waits first
+        if (g_waiting.len + m + t + 1 >= UINT32_MAX)  // offsets stay small: make what waits first
             make_pending();
+        if (g_waiting.reserve(g_waiting.len + m + t + 4096)) {  // room for the usual ones ahead
+            const uint32_t at = uint32_t(g_waiting.len);
+            memcpy(g_waiting.data + at, placeholder, m);
+            memcpy(g_waiting.data + at + m, text, t + 1);  // with its zero byte, for one after another
+            g_waiting.len += m + t + 1;
+            g_pending.push_back(Pending{at, uint32_t(m), uint32_t(at + m), uint32_t(t)});
+            return;
         }
-        const uint32_t at = uint32_t(g_waiting.size());
-        g_waiting.append(placeholder, m);
-        g_waiting.append(text, t + 1);  // with its zero byte, for one after another
-        g_pending.push_back(Pending{at, uint32_t(m), uint32_t(at + m), uint32_t(t)});
-        return;
     }
     make_pending();
     replace_now(placeholder, text);
