@@ -251,13 +251,18 @@ void dev_syslog(int level, const char* format, ...)
     va_start(ap, format);
     va_copy(again, ap);
     char buffer[512];
-    int n = vsnprintf(buffer, sizeof buffer, format, ap);
-    va_end(ap);
     std::string longer;
-    if (n >= int(sizeof buffer)) {
-        longer.resize(size_t(n));
-        vsnprintf(&longer[0], longer.size() + 1, format, again);
+    int n = 0;
+    const char* text = format;  // a record without a conversion is its format as it stands
+    if (strchr(format, '%')) {
+        n = vsnprintf(buffer, sizeof buffer, format, ap);
+        if (n >= int(sizeof buffer)) {
+            longer.resize(size_t(n));
+            vsnprintf(&longer[0], longer.size() + 1, format, again);
+        }
+        text = longer.empty() ? (n < 0 ? "" : buffer) : longer.c_str();
     }
+    va_end(ap);
     va_end(again);
     char prefix[16];
     if (level >= 0 && level <= 9) {
@@ -267,7 +272,7 @@ void dev_syslog(int level, const char* format, ...)
     } else {
         snprintf(prefix, sizeof prefix, "%d ", level);
     }
-    sandbox_append("messages", prefix, longer.empty() ? (n < 0 ? "" : buffer) : longer.c_str());
+    sandbox_append("messages", prefix, text);
     errno = saved;
 }
 

@@ -156,10 +156,11 @@ void put_cut(char* out, size_t size, size_t at, const char* text, size_t len)
 
 }  // namespace
 
-size_t aux_concat(char* out, size_t size, std::initializer_list<const char*> parts)
+size_t aux_concat(char* out, size_t size, const char* const* parts, size_t n)
 {
     size_t at = 0;
-    for (const char* part : parts) {
+    for (size_t i = 0; i < n; ++i) {
+        const char* part = parts[i];
         size_t len = strlen(part);
         put_cut(out, size, at, part, len);
         at += len;

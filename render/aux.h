@@ -48,7 +48,11 @@ char* aux_format_date(time_t when, char* out, bool with_time);
 // Texts put together without printf, which costs a short request more than
 // the page's own work: the parts one after another into out (size bytes),
 // cut to size-1 characters as snprintf cuts; returns the whole length.
-size_t aux_concat(char* out, size_t size, std::initializer_list<const char*> parts);
+size_t aux_concat(char* out, size_t size, const char* const* parts, size_t n);
+inline size_t aux_concat(char* out, size_t size, std::initializer_list<const char*> parts)
+{
+    return aux_concat(out, size, parts.begin(), parts.size());
+}
 // format with every "%s" in it replaced by word, cut the same way.
 size_t aux_fill(char* out, size_t size, const char* format, const char* word);
 // The decimal text of n ("-12"): at most 11 characters and the zero byte.

@@ -162,6 +162,28 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
     return std::string(buf.get(), used);
 }
 
+std::string radio_buttons(const char* name, const Option* rows, int count, const char* stored, const char* chosen_mark)
+{
+    std::string list;
+    for (int i = 0; i < count; ++i) {
+        const bool chosen = match_stored_prefix(stored, rows[i].value);
+        char number[AUX_INT_SIZE];
+        aux_int_text(i, number);
+        if (chosen)
+            tmpl_replace(chosen_mark, number);
+        const char* const parts[] = {"\n    <input type=\"radio\" name=\"", name, "\" value=\"", rows[i].value, "\" ",
+                                     mark_if(chosen, "checked"), " onclick=\"chooseDiv(", number, ");\">", rows[i].label};
+        char line[512];
+        const size_t len = aux_concat(line, sizeof line, parts, sizeof parts / sizeof parts[0]);
+        if (len < sizeof line)
+            list.append(line, len);
+        else
+            for (const char* part : parts)
+                list += part;
+    }
+    return list;
+}
+
 const Option INTERFACE_OPTIONS[3] = {{"none", "None"}, {"eth0", "LAN"}, {"eth1", "WAN"}};
 
 // Whether buffers of a·count+1 bytes can be had for both texts: a negative

@@ -89,6 +89,12 @@ std::string option_list(const Option (&rows)[N], const char* stored, const Optio
     return option_list(rows, N, stored, style);
 }
 
+// Radio buttons that switch a page's sections, one per row:
+// "\n    <input type=\"radio\" name=\"<name>\" value=\"v\" <checked or nothing>
+// onclick=\"chooseDiv(<i>);\">label". The stored value is compared over its
+// own length; each button checked puts its number into chosen_mark.
+std::string radio_buttons(const char* name, const Option* rows, int count, const char* stored, const char* chosen_mark);
+
 // The interfaces a service can be bound to.
 extern const Option INTERFACE_OPTIONS[3];
 

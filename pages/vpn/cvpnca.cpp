@@ -44,11 +44,7 @@ const SubjectLine SUBJECT[] = {
 };
 constexpr int COUNTRY_LINE = 6;
 
-struct Mode {
-    const char* name;
-    const char* label;
-};
-const Mode CA_MODES[] = {
+const Option CA_MODES[] = {
     {"certman", "Zertifikate verwalten"},
     {"certgen", "Neues Zertifikat ausstellen"},
     {"caman", "Zertifizierungsstelle verwalten"},
@@ -269,16 +265,7 @@ void read_vpnca_mode()
     dev_syslog(LOG_INFO, ">>>cvpnca::read_vpnca_mode ENTRANCE");
     char stored[8];
     conf_get("CA_MODE_TYPE", stored, sizeof stored, "vpnca.config");
-    std::string radios;
-    for (int i = 0; i < 3; ++i) {
-        bool match = strncmp(stored, CA_MODES[i].name, strlen(stored)) == 0;
-        if (match)
-            tmpl_replace("{CA_MODE_TYPE}", std::to_string(i).c_str());
-        radios += std::string("\n    <input type=\"radio\" name=\"vpncaType\" value=\"") + CA_MODES[i].name + "\" " +
-                  mark_if(match, "checked") + " onclick=\"chooseDiv(" + std::to_string(i) + ");\">" +
-                  CA_MODES[i].label;
-    }
-    tmpl_replace("{CA_RADIO_MODS}", radios.c_str());
+    tmpl_replace("{CA_RADIO_MODS}", radio_buttons("vpncaType", CA_MODES, 3, stored, "{CA_MODE_TYPE}").c_str());
     dev_syslog(LOG_INFO, ">>>cvpnca::read_vpnca_mode EXIT");
 }
 

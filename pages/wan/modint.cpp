@@ -132,15 +132,7 @@ void show_type_radios()
 {
     char stored[MODEM_TYPE_SIZE];
     conf_get("EXT_MODEM_TYPE", stored, sizeof stored, MODEM);
-    std::string list;
-    for (int i = 0; i < RADIO_ROWS; ++i) {
-        const Option& t = MODEM_TYPES[i];
-        bool chosen = match_stored_prefix(stored, t.value);
-        if (chosen)
-            tmpl_replace("{EXT_MODEM_TYPE}", std::to_string(i).c_str());
-        list += std::string("\n    <input type=\"radio\" name=\"Modemtype\" value=\"") + t.value + "\" " +
-                mark_if(chosen, "checked") + " onclick=\"chooseDiv(" + std::to_string(i) + ");\">" + t.label;
-    }
+    std::string list = radio_buttons("Modemtype", MODEM_TYPES, RADIO_ROWS, stored, "{EXT_MODEM_TYPE}");
     list.resize(std::min(list.size(), RADIO_LIST_SIZE - 1));
     tmpl_replace("{EXT_RADIO_OPTS}", list.c_str());
 }
