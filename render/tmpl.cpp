@@ -297,7 +297,11 @@ void replace_now(const char* placeholder, const char* text)
 // The waiting replacements by mark: an open-addressing table of indexes into
 // g_pending (the first of a mark only: a later one finds none left).
 struct PendingIndex {
-    std::vector<int> slots;
+    // a page's usual few in a table of its own, more in one made for them
+    int small[256];
+    std::vector<int> large;
+    int* slots = small;
+    size_t size = 0;
     static size_t hash(const char* s, size_t len)
     {
         // a placeholder's length and the characters inside its braces at both ends
@@ -306,10 +310,15 @@ struct PendingIndex {
     }
     void build()
     {
-        size_t size = 16;
+        size = 16;
         while (size < g_pending.size() * 2)
             size *= 2;
-        slots.assign(size, -1);
+        if (size <= sizeof small / sizeof small[0]) {
+            memset(small, 0xff, size * sizeof small[0]);  // -1: empty
+        } else {
+            large.assign(size, -1);
+            slots = large.data();
+        }
         for (size_t i = 0; i < g_pending.size(); ++i) {
             const std::string_view m = mark_of(g_pending[i]);
             for (size_t s = hash(m.data(), m.size()) & (size - 1);; s = (s + 1) & (size - 1)) {
@@ -324,7 +333,7 @@ struct PendingIndex {
     }
     const Pending* find(const char* mark, size_t len) const
     {
-        const size_t mask = slots.size() - 1;
+        const size_t mask = size - 1;
         for (size_t s = hash(mark, len) & mask; slots[s] >= 0; s = (s + 1) & mask) {
             const std::string_view m = mark_of(g_pending[size_t(slots[s])]);
             if (m.size() == len && memcmp(m.data(), mark, len) == 0)
@@ -427,10 +436,10 @@ void tmpl_replace(const char* placeholder, const char* text)
         replace_now(placeholder, text);
         return;
     }
-    // "{NAME}" with no other brace
-    const size_t m = strlen(placeholder);
-    const bool plain = m >= 2 && placeholder[0] == '{' && placeholder[m - 1] == '}' &&
-                       !memchr(placeholder + 1, '{', m - 2) && !memchr(placeholder + 1, '}', m - 2);
+    // "{NAME}" with no other brace: the first brace after the "{" is the "}" that ends it
+    const size_t inner = placeholder[0] == '{' ? strcspn(placeholder + 1, "{}") : 0;
+    const bool plain = placeholder[0] == '{' && placeholder[1 + inner] == '}' && placeholder[2 + inner] == '\0';
+    const size_t m = plain ? inner + 2 : strlen(placeholder);
     const char* brace = plain ? strchr(text, '{') : nullptr;
     if (plain && !brace) {
         const size_t t = strlen(text);
