@@ -809,9 +809,27 @@ void cut_key(char (&key)[NAME_SIZE], const char* wanted)
 }
 
 // The value of the first line answering key, if any.
+// Whether the changes not made to the text yet leave the answer for key as
+// it is. They do when each sets or deletes one key that does not begin key:
+// such a change touches only lines whose key it begins, none of which can
+// answer key, and the line a setting writes has its own key; the lines that
+// can answer key, and their order, stay. A text with a zero byte is rewritten
+// whole by any change, so it is never looked at so.
+bool answer_stays(const File& f, const char* key)
+{
+    for (size_t j = f.applied; j < f.changes.size(); ++j) {
+        const Change& c = f.changes[j];
+        if ((c.kind != Change::SET && c.kind != Change::DELETE) || c.keys.size() != 1 ||
+            strncmp(key, c.keys[0].c_str(), c.keys[0].size()) == 0)
+            return false;
+    }
+    return !memchr(f.text.data(), '\0', f.text.size());
+}
+
 bool lookup(File& f, const char* key, Text& value, std::string& joined)
 {
-    materialize(f);
+    if (f.applied != f.changes.size() && !answer_stays(f, key))
+        materialize(f);
     if (!f.indexed)
         f.index();
     const Piece* p = f.find(key);
