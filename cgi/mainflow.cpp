@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include "cgi/http.h"
@@ -26,10 +27,11 @@ constexpr int ITEM_FACDEF = 38;
 
 bool firmware_update_running()
 {
-    FILE* f = dev_fopen("/tmp/firmware.pid", "r");
-    if (!f)
+    // whether the file can be opened for reading (without stdio, which costs more)
+    int fd = dev_open("/tmp/firmware.pid", O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
         return false;
-    fclose(f);
+    close(fd);
     return true;
 }
 

@@ -182,6 +182,7 @@ std::string sh_quote(const char* text)
 int dev_init() { return 0; }
 std::string dev_path(const char* device_path) { return device_path; }
 FILE* dev_fopen(const char* p, const char* mode) { return fopen(p, mode); }
+int dev_open(const char* p, int flags) { return open(p, flags); }
 FILE* dev_create(const char* p, const char* mode) { return create_file(p, mode); }
 int dev_stat(const char* p, struct stat* st) { return stat(p, st); }
 int dev_mkdir(const char* p, mode_t mode) { return mkdir(p, mode); }
@@ -226,6 +227,7 @@ int dev_init()
 
 std::string dev_path(const char* device_path) { return g_root + device_path; }
 FILE* dev_fopen(const char* p, const char* mode) { return fopen(SandboxFile(p).c_str(), mode); }
+int dev_open(const char* p, int flags) { return open(SandboxFile(p).c_str(), flags); }
 FILE* dev_create(const char* p, const char* mode) { return create_file(SandboxFile(p).c_str(), mode); }
 int dev_stat(const char* p, struct stat* st) { return stat(SandboxFile(p).c_str(), st); }
 int dev_mkdir(const char* p, mode_t mode) { return mkdir(SandboxFile(p).c_str(), mode); }
@@ -254,7 +256,24 @@ void dev_syslog(int level, const char* format, ...)
     std::string longer;
     int n = 0;
     const char* text = format;  // a record without a conversion is its format as it stands
-    if (strchr(format, '%')) {
+    bool only_texts = true;     // every conversion a "%s": put together here, without printf
+    for (const char* p = format; (p = strchr(p, '%')) != nullptr; p += 2)
+        if (p[1] != 's') {
+            only_texts = false;
+            break;
+        }
+    if (only_texts && strchr(format, '%')) {
+        for (const char* p = format;;) {
+            const char* mark = strchr(p, '%');
+            longer.append(p, mark ? size_t(mark - p) : strlen(p));
+            if (!mark)
+                break;
+            const char* arg = va_arg(ap, const char*);
+            longer += arg ? arg : "(null)";
+            p = mark + 2;
+        }
+        text = longer.c_str();
+    } else if (!only_texts) {
         n = vsnprintf(buffer, sizeof buffer, format, ap);
         if (n >= int(sizeof buffer)) {
             longer.resize(size_t(n));

@@ -22,6 +22,8 @@ int dev_init();
 std::string dev_path(const char* device_path);
 
 FILE* dev_fopen(const char* device_path, const char* mode);
+// open(2) of a device path (flags without O_CREAT).
+int dev_open(const char* device_path, int flags);
 // Creates or empties a file to write ("w") or to write and read back ("w+"),
 // with the permission bits fopen would give, without ever writing through
 // what another process put at the path: a symbolic link in its last part, a

@@ -4,13 +4,16 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <string>
 #include <syslog.h>
+#include <unistd.h>
 
 #include "cgi/http.h"
 #include "conf/conf.h"
 #include "device/device.h"
 #include "pages/pages.h"
+#include "render/aux.h"
 #include "render/escape.h"
 #include "render/outcome.h"
 #include "render/pagehelp.h"
@@ -145,9 +148,14 @@ void static_key_action()
 std::string static_key_start()
 {
     std::string path = std::string(KEY_FOLDER) + "static.key";
-    FILE* f = dev_fopen(path.c_str(), "r");
-    if (!f)
+    // opened first, so that a missing file costs no stdio stream
+    int fd = dev_open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    FILE* f = fd < 0 ? nullptr : fdopen(fd, "r");
+    if (!f) {
+        if (fd >= 0)
+            close(fd);
         return std::string();
+    }
     char line[PAGE_BUFFER] = {0};
     for (int i = 0; i < 5 && fgets(line, sizeof line, f); ++i) {
     }
@@ -188,9 +196,13 @@ int ccovpn_show()
     for (int i = 1; i < 4; ++i)
         if (is(mode.c_str(), MODES[i]))
             number = i + 1;
-    tmpl_replace("{CHOOSEN_DIV}", std::to_string(number).c_str());
-    for (int n = 1; n <= 4; ++n)
-        tmpl_replace(("{MODE_CHK" + std::to_string(n) + "}").c_str(), mark_if(n == number, "checked"));
+    char digits[AUX_INT_SIZE];
+    tmpl_replace("{CHOOSEN_DIV}", aux_int_text(number, digits));
+    for (int n = 1; n <= 4; ++n) {
+        char mark[32];
+        aux_concat(mark, sizeof mark, {"{MODE_CHK", aux_int_text(n, digits), "}"});
+        tmpl_replace(mark, mark_if(n == number, "checked"));
+    }
 
     std::string itf = conf_value("OVPN_LISTEN_IF", OPENVPN);
     tmpl_replace("{INTERFACE_OPTS}", option_list(LISTEN_INTERFACES, itf.c_str(), LISTEN_STYLE).c_str());
