@@ -127,6 +127,9 @@ TEST_F(Render, DatesAreWrittenInUtc)
     const struct { time_t when; bool with_time; const char* text; } cases[] = {
         {1709681400, false, "05.03.2024"}, {1709681400, true, "05.03.2024, 23:30:00"},
         {1709681400 + 5 * 3600 + 59, true, "06.03.2024, 04:30:59"},
+        // the calendar worked out by hand: before 1970, leap days, centuries, a year too long to fit
+        {-1, true, "31.12.1969, 23:59:59"}, {-2208988800, false, "01.01.1900"}, {951825600, false, "29.02.2000"},
+        {4107542400 - 1, true, "28.02.2100, 23:59:59"}, {253402300800, true, "01.01.10000, 00:00:0"},
     };
     char out[AUX_DATETIME_SIZE];
     for (const auto& c : cases) {
