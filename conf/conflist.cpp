@@ -1,7 +1,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 
 #include "conf/conf.h"
 #include "render/aux.h"
@@ -17,25 +16,8 @@ int conf_list_count(const char* name, const char* file)
 
 namespace {
 
-// The two texts are written into buffers that are not cleared first, made
-// larger as needed, and copied out once at the end.
-struct Buffer {
-    std::unique_ptr<char[]> data;
-    size_t size = 0, used = 0;
-    char* room_for(size_t need)
-    {
-        if (size < used + need) {
-            size = 2 * (used + need);
-            std::unique_ptr<char[]> grown(new char[size]);
-            if (used)
-                memcpy(grown.get(), data.get(), used);
-            data.swap(grown);
-        }
-        return data.get() + used;
-    }
-};
 struct Rendered {
-    Buffer options, list;
+    TextBuffer options, list;
     size_t max;
 };
 
@@ -53,11 +35,11 @@ void render_entry(void* to, const char* value, size_t len)
     const char* shown = w;
     w = size == len ? static_cast<char*>(memcpy(w, value, len)) + len : html_escape_to(w, value, len);
     memcpy(w, CLOSE, sizeof CLOSE - 1);
-    r.options.used = size_t(w + sizeof CLOSE - 1 - r.options.data.get());
+    r.options.ends_at(w + sizeof CLOSE - 1);
     char* l = r.list.room_for(size + 1);
     memcpy(l, shown, size);  // the text just written, escaped
     l[size] = ' ';
-    r.list.used += size + 1;
+    r.list.ends_at(l + size + 1);
 }
 
 }  // namespace
@@ -79,8 +61,8 @@ int conf_list_options(const char* name, const char* field, std::string& options,
     to.options.room_for(size_t(count) * (24 + to.max));
     to.list.room_for(size_t(count) * (1 + to.max));
     conf_list_values(name, field, count, file, render_entry, &to);
-    options.assign(to.options.data.get(), to.options.used);
-    list.assign(to.list.data.get(), to.list.used);
+    options = to.options.text();
+    list = to.list.text();
     return int(list.size());
 }
 

@@ -29,6 +29,16 @@ constexpr Entities ENTITIES;
 
 }  // namespace
 
+char* TextBuffer::grow(size_t need)
+{
+    size = 2 * (used + need);
+    std::unique_ptr<char[]> grown(new char[size]);
+    if (used)
+        memcpy(grown.get(), data.get(), used);
+    data.swap(grown);
+    return data.get() + used;
+}
+
 size_t html_escaped_size(const char* text, size_t len)
 {
     size_t size = len;

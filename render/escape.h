@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 
 // Appends the first len bytes of text to out, escaped: & < > " ' become
@@ -16,6 +17,18 @@ void html_escape_append(std::string& out, const char* text, size_t len);
 size_t html_escaped_size(const char* text, size_t len);
 char* html_escape_to(char* out, const char* text, size_t len);
 std::string html_escape(const char* text);
+
+// A text written at its end into room made ahead: not cleared first, made
+// larger as needed, copied out once.
+struct TextBuffer {
+    std::unique_ptr<char[]> data;
+    size_t size = 0, used = 0;
+    // Where need more bytes can be written (what is there stays).
+    char* room_for(size_t need) { return size >= used + need ? data.get() + used : grow(need); }
+    char* grow(size_t need);
+    void ends_at(const char* end) { used = size_t(end - data.get()); }
+    std::string text() const { return std::string(data.get(), used); }
+};
 
 // Whether a character needs an entity (all five are below 64).
 inline bool html_special(unsigned char c)

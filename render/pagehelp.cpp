@@ -74,18 +74,15 @@ constexpr size_t BLOCK = 64;
 struct Piece {
     char text[BLOCK] = {};
     size_t len = 0;
+    bool fits = true;  // false: the parts are longer than the block
     explicit Piece(std::initializer_list<const char*> parts)
     {
         for (const char* part : parts)
-            for (; *part && len < BLOCK; ++part)
-                text[len++] = *part;
-    }
-    bool whole(std::initializer_list<const char*> parts) const
-    {
-        size_t total = 0;
-        for (const char* part : parts)
-            total += strlen(part);
-        return total == len;
+            for (; *part; ++part) {
+                fits = fits && len < BLOCK;
+                if (fits)
+                    text[len++] = *part;
+            }
     }
 };
 
@@ -119,7 +116,7 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
     const Piece plain({"\"", style.gap, ">"});
     const Piece chosen({"\"", style.gap, style.mark, ">"});
     const Piece close({"</option>"});
-    if (!open.whole({"\n", style.indent, "<option value=\""}) || !chosen.whole({"\"", style.gap, style.mark, ">"})) {
+    if (!open.fits || !chosen.fits) {
         // a style longer than its blocks, written piece by piece
         std::string out;
         for (size_t i = 0; i < count; ++i) {
@@ -131,11 +128,9 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
         }
         return out;
     }
-    // Written into a buffer that is not cleared first, copied out once.
     const size_t fixed = 4 * BLOCK;
-    size_t room = count * (fixed + 16) + 1;
-    std::unique_ptr<char[]> buf(new char[room]);
-    size_t used = 0;
+    TextBuffer out;
+    out.room_for(count * (fixed + 16) + 1);
     auto put = [](char* w, const Piece& p) {
         memcpy(w, p.text, BLOCK);
         return w + p.len;
@@ -144,22 +139,15 @@ std::string option_list(const Option* rows, size_t count, const char* stored, co
         bool value_special, label_special;
         const size_t lv = measure(rows[i].value, value_special), ll = measure(rows[i].label, label_special);
         const Piece& after = style.match(stored, rows[i].value) ? chosen : plain;
-        const size_t most = fixed + 6 * (lv + ll);
-        if (room < used + most) {
-            room = 2 * (used + most);
-            std::unique_ptr<char[]> grown(new char[room]);
-            memcpy(grown.get(), buf.get(), used);
-            buf.swap(grown);
-        }
-        char* w = buf.get() + used;
+        char* w = out.room_for(fixed + 6 * (lv + ll));
         w = put(w, open);
         w = put_text(w, rows[i].value, lv, value_special);
         w = put(w, after);
         w = put_text(w, rows[i].label, ll, label_special);
         w = put(w, close);
-        used = size_t(w - buf.get());
+        out.ends_at(w);
     }
-    return std::string(buf.get(), used);
+    return out.text();
 }
 
 std::string radio_buttons(const char* name, const Option* rows, int count, const char* stored, const char* chosen_mark)
